@@ -1,0 +1,32 @@
+// Basic types shared by every public header of VXSystem.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// Wide text in files and in the pool is 16-bit units on every platform, so that files
+// written on one platform read back on another; wchar_t is 32-bit on POSIX.
+using VXWChar = char16_t;
+
+// 64-bit file time: 100 ns ticks since 1601-01-01 UTC, the platform's file time form.
+struct _FILETIME
+{
+    uint32_t dwLowDateTime;  // low half of the tick count
+    uint32_t dwHighDateTime; // high half of the tick count
+};
+
+// Broken-down time as the platform reports it.
+struct SYSTEMTIME
+{
+    uint16_t wYear;         // full year, e.g. 2026
+    uint16_t wMonth;        // 1 to 12
+    uint16_t wDayOfWeek;    // 0 = Sunday
+    uint16_t wDay;          // 1 to 31
+    uint16_t wHour;         // 0 to 23
+    uint16_t wMinute;       // 0 to 59
+    uint16_t wSecond;       // 0 to 59
+    uint16_t wMilliseconds; // 0 to 999
+};
+
+// Longest path with its terminator.
+inline constexpr unsigned int MAX_PATH_BYTES = 260;

@@ -1,0 +1,7 @@
+// Umbrella header: every public header of VXSystem.
+#pragma once
+
+#include "vxsystem/VXTypes.h"
+#include "vxsystem/MemoryManager.h"
+#include "vxsystem/VXStringT.h"
+#include "vxsystem/KoFile.h"

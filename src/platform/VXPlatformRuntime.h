@@ -1,0 +1,30 @@
+// The runtime seam: the platform calls that the stream files and the finder need.
+// Names arrive with backslashes and in any letter case; each platform half maps them.
+#pragma once
+
+#include "vxsystem/VXTypes.h"
+
+#include <cstdint>
+#include <cstdio>
+
+// _access: mode 0 existence, 2 write, 4 read, 6 both. 0 on success, -1 on failure.
+int PlatformAccess(char const* name, int mode);
+
+// fopen_s with a stdio mode; 0 on success, else an errno value and a null stream.
+int PlatformOpenStream(FILE** stream, char const* name, char const* mode);
+
+// _fseeki64 and a 64-bit ftell.
+int PlatformSeekStream(FILE* stream, int64_t offset, int whence);
+int64_t PlatformTellStream(FILE* stream);
+
+// Last write time of a file, as 100 ns ticks since 1601. False when there is none.
+bool PlatformGetLastWriteTime(char const* name, uint64_t& ticks);
+
+// File time to broken-down local time.
+bool PlatformFileTimeToLocalTime(uint64_t ticks, SYSTEMTIME& out);
+
+// The path on disk for a name: separators mapped, each missing component matched
+// without regard to case. Components that match nothing stay as spelled, so a new file
+// is created under the spelling given, inside existing folders whatever their case.
+// False when the result does not fit in outSize bytes.
+bool PlatformResolvePath(char const* name, char* out, size_t outSize);

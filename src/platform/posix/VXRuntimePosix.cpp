@@ -1,0 +1,88 @@
+// POSIX half of the runtime seam: stdio, access and file times.
+#include "platform/VXPlatformRuntime.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <ctime>
+
+namespace
+{
+// Seconds from 1601-01-01 to 1970-01-01.
+constexpr uint64_t kEpochDeltaSeconds = 11644473600ull;
+
+bool Resolve(char const* name, char (&path)[4096])
+{
+    return name && *name && PlatformResolvePath(name, path, sizeof(path));
+}
+} // namespace
+
+int PlatformAccess(char const* name, int mode)
+{
+    char path[4096];
+    if (!Resolve(name, path))
+        return -1;
+    int flags = F_OK;
+    if (mode & 2)
+        flags |= W_OK;
+    if (mode & 4)
+        flags |= R_OK;
+    return access(path, flags) == 0 ? 0 : -1;
+}
+
+int PlatformOpenStream(FILE** stream, char const* name, char const* mode)
+{
+    if (!stream)
+        return EINVAL;
+    *stream = nullptr;
+    char path[4096];
+    if (!Resolve(name, path) || !mode)
+        return EINVAL;
+    struct stat info;
+    if (stat(path, &info) == 0 && S_ISDIR(info.st_mode))
+        return EISDIR;
+    *stream = fopen(path, mode);
+    return *stream ? 0 : errno;
+}
+
+int PlatformSeekStream(FILE* stream, int64_t offset, int whence)
+{
+    return stream ? fseeko(stream, static_cast<off_t>(offset), whence) : -1;
+}
+
+int64_t PlatformTellStream(FILE* stream)
+{
+    return stream ? static_cast<int64_t>(ftello(stream)) : -1;
+}
+
+bool PlatformGetLastWriteTime(char const* name, uint64_t& ticks)
+{
+    char path[4096];
+    struct stat info;
+    if (!Resolve(name, path) || stat(path, &info) != 0)
+        return false;
+    ticks = (static_cast<uint64_t>(info.st_mtim.tv_sec) + kEpochDeltaSeconds) * 10000000ull +
+            static_cast<uint64_t>(info.st_mtim.tv_nsec) / 100;
+    return true;
+}
+
+bool PlatformFileTimeToLocalTime(uint64_t ticks, SYSTEMTIME& out)
+{
+    uint64_t seconds = ticks / 10000000ull;
+    if (seconds < kEpochDeltaSeconds)
+        return false;
+    time_t unixTime = static_cast<time_t>(seconds - kEpochDeltaSeconds);
+    tm local;
+    if (!localtime_r(&unixTime, &local))
+        return false;
+    out.wYear = static_cast<uint16_t>(local.tm_year + 1900);
+    out.wMonth = static_cast<uint16_t>(local.tm_mon + 1);
+    out.wDayOfWeek = static_cast<uint16_t>(local.tm_wday);
+    out.wDay = static_cast<uint16_t>(local.tm_mday);
+    out.wHour = static_cast<uint16_t>(local.tm_hour);
+    out.wMinute = static_cast<uint16_t>(local.tm_min);
+    out.wSecond = static_cast<uint16_t>(local.tm_sec);
+    out.wMilliseconds = static_cast<uint16_t>((ticks / 10000) % 1000);
+    return true;
+}
