@@ -1,0 +1,267 @@
+#include "vxsystem/VXFile.h"
+
+#include "platform/VXPlatformRuntime.h"
+
+#include <cstring>
+
+uint32_t VXFile::iCount = 0;
+
+namespace
+{
+char const* StdioMode(KoFile::OpenMode mode, bool text)
+{
+    switch (mode)
+    {
+    case KoFile::MODE_READ:
+        return text ? "rt" : "rb";
+    case KoFile::MODE_WRITE:
+        return text ? "wt" : "wb";
+    case KoFile::MODE_READ_WRITE:
+        return text ? "r+t" : "r+b";
+    default:
+        return text ? "a+t" : "a+b";
+    }
+}
+} // namespace
+
+VXFile::VXFile() : uiResult(0), uiArraySize(0), uiTrueFilePos(0), uiFileSize(0)
+{
+    acFileName[0] = 0;
+    ++iCount;
+}
+
+VXFile::VXFile(char const* name, KoFile::OpenMode mode, uint64_t bufferSize, bool text)
+    : VXFile()
+{
+    eMode = mode;
+    uiBufferSize = bufferSize;
+    size_t length = name ? std::strlen(name) : 0;
+    if (name && length < MAX_PATH_BYTES)
+    {
+        std::memcpy(acFileName, name, length + 1);
+        if (mode == MODE_WRITE || mode == MODE_READ_WRITE)
+            Open(false, text);
+    }
+    if (mode == MODE_READ)
+        bGood = acFileName[0] && PlatformAccess(acFileName, 0) == 0;
+}
+
+VXFile::VXFile(VXFile const& other)
+    : KoFile(other), uiResult(other.uiResult), uiArraySize(other.uiArraySize),
+      uiTrueFilePos(other.uiTrueFilePos), uiFileSize(other.uiFileSize)
+{
+    std::memcpy(acFileName, other.acFileName, sizeof(acFileName));
+    ++iCount;
+}
+
+VXFile& VXFile::operator=(VXFile const& other)
+{
+    if (this == &other)
+        return *this;
+    KoFile::operator=(other);
+    std::memcpy(acFileName, other.acFileName, sizeof(acFileName));
+    uiResult = other.uiResult;
+    uiArraySize = other.uiArraySize;
+    uiTrueFilePos = other.uiTrueFilePos;
+    uiFileSize = other.uiFileSize;
+    return *this;
+}
+
+VXFile::~VXFile()
+{
+    Close();
+    --iCount;
+}
+
+VXFile* VXFile::GetFile(char const* name, KoFile::OpenMode mode, unsigned int bufferSize)
+{
+    return static_cast<VXFile*>(KoFile::GetFile(name, mode, bufferSize));
+}
+
+bool VXFile::Open(bool, bool text)
+{
+    if (pFile)
+        return true;
+    uiBufferReadSize = uiReadPos = 0;
+    bWritePending = false;
+    FreeBuffer();
+    pFile = nullptr;
+    PlatformOpenStream(&pFile, acFileName, StdioMode(eMode, text));
+    if (!pFile && eMode == MODE_READ_WRITE)
+    {
+        // "r+" on a missing file: create it, then open it as asked.
+        FILE* created = nullptr;
+        PlatformOpenStream(&created, acFileName, text ? "wt" : "wb");
+        if (created)
+            fclose(created);
+        PlatformOpenStream(&pFile, acFileName, StdioMode(eMode, text));
+    }
+    uiDiskPos = 0;
+    return CheckIsGood();
+}
+
+bool VXFile::OpenByFilePointer(FILE* stream)
+{
+    if (pFile)
+        return true;
+    uiBufferReadSize = uiReadPos = 0;
+    bWritePending = false;
+    FreeBuffer();
+    pFile = stream;
+    int64_t position = PlatformTellStream(stream);
+    uiDiskPos = position < 0 ? 0 : static_cast<uint64_t>(position);
+    return CheckIsGood();
+}
+
+bool VXFile::CheckIsGood()
+{
+    if (!pFile)
+    {
+        bGood = false;
+        return false;
+    }
+    bGood = true;
+    if (uiBufferSize == 0 || pBuffer)
+        return true;
+    bool wholeFile = uiBufferSize == WHOLE_FILE_BUFFER;
+    if (wholeFile)
+        uiBufferSize = GetFileSize();
+    AllocateBuffer(uiBufferSize);
+    if (uiBufferSize && !pBuffer)
+    {
+        uiBufferSize = 0; // no room for a buffer: work unbuffered
+        return bGood = !wholeFile;
+    }
+    if (wholeFile)
+    {
+        uiBufferReadSize = uiBufferSize;
+        uiReadPos = 0;
+        if (KoFile::DiskRead(pBuffer, uiBufferSize) < uiBufferSize)
+        {
+            uiBufferReadSize = 0;
+            bGood = false;
+        }
+    }
+    return bGood;
+}
+
+void VXFile::Close()
+{
+    if (bGood && pFile)
+        KoFile::Flush();
+    if (pFile)
+        fclose(pFile);
+    FreeBuffer();
+    pFile = nullptr;
+    uiBufferReadSize = uiReadPos = 0;
+    bWritePending = false;
+}
+
+void VXFile::AllocateBuffer(uint64_t size)
+{
+    FreeBuffer();
+    uiBufferSize = size;
+    if (size)
+        pBuffer = static_cast<char*>(MemoryManager::Instance().Allocate(size));
+}
+
+void VXFile::FreeBuffer()
+{
+    MemoryManager::Instance().Deallocate(pBuffer);
+    pBuffer = nullptr;
+}
+
+uint64_t VXFile::DoRead(void* buffer, uint64_t size)
+{
+    if (!pFile)
+        Open(false, false);
+    uint64_t done = KoFile::DoRead(buffer, size);
+    uiTrueFilePos += done;
+    return done;
+}
+
+uint64_t VXFile::DoWrite(void const* buffer, uint64_t size)
+{
+    uint64_t done = KoFile::DoWrite(buffer, size);
+    uiTrueFilePos += done;
+    return done;
+}
+
+bool VXFile::Seek(int64_t offset, int whence)
+{
+    uint64_t target = uiTrueFilePos;
+    if (whence == ms_iSeekSet)
+        target = static_cast<uint64_t>(offset);
+    else if (whence == ms_iSeekCur)
+        target = uiTrueFilePos + static_cast<uint64_t>(offset);
+    else if (whence == ms_iSeekEnd)
+        target = GetSize() - static_cast<uint64_t>(offset);
+    if (target == uiTrueFilePos)
+        return true;
+    // A lazily opened file is opened now, so that the next read starts at the target.
+    if (!pFile && (eMode == MODE_READ || eMode == MODE_APPEND))
+        Open(false, false);
+    uiTrueFilePos = target;
+    if (whence == ms_iSeekEnd)
+        return KoFile::Seek(offset, ms_iSeekEnd);
+    // Read mode seeks relative to the base position, so that the base class can stay
+    // inside its buffer; other modes seek absolutely.
+    if (eMode == MODE_READ)
+        return KoFile::Seek(static_cast<int64_t>(target - KoFile::GetPosition()), ms_iSeekCur);
+    return KoFile::Seek(static_cast<int64_t>(target), ms_iSeekSet);
+}
+
+uint64_t VXFile::GetSize()
+{
+    uiFileSize = 0;
+    if (eMode == MODE_WRITE || eMode == MODE_READ_WRITE)
+        KoFile::Flush();
+    Open(false, false);
+    if (!pFile)
+        return 0;
+    int64_t here = PlatformTellStream(pFile);
+    if (here < 0 || PlatformSeekStream(pFile, 0, SEEK_END) != 0)
+        return 0;
+    int64_t end = PlatformTellStream(pFile);
+    if (end >= 0)
+        uiFileSize = static_cast<uint64_t>(end);
+    PlatformSeekStream(pFile, here, SEEK_SET);
+    return uiFileSize;
+}
+
+uint64_t VXFile::GetFileSize() const
+{
+    if (uiFileSize)
+        return uiFileSize;
+    return const_cast<VXFile*>(this)->GetSize();
+}
+
+bool VXFile::ChangeBufferSize(uint64_t newSize)
+{
+    uint64_t size = GetSize();
+    uint64_t floor = size > 0x2800 ? size : 0x2800;
+    uint64_t target = newSize < floor ? newSize : floor;
+    if (target == uiBufferSize)
+        return true;
+    KoFile::Seek(0, ms_iSeekSet);
+    KoFile::Flush();
+    AllocateBuffer(target);
+    if (target && !pBuffer)
+        uiBufferSize = 0;
+    uiTrueFilePos = 0;
+    return true;
+}
+
+bool VXFile::Exist()
+{
+    return acFileName[0] && PlatformAccess(acFileName, 0) == 0;
+}
+
+SYSTEMTIME VXFile::GetLastSaveTime() const
+{
+    SYSTEMTIME time{};
+    uint64_t ticks = 0;
+    if (pFile && PlatformGetLastWriteTime(acFileName, ticks))
+        PlatformFileTimeToLocalTime(ticks, time);
+    return time;
+}
