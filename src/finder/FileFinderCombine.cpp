@@ -1,0 +1,66 @@
+// Resolving a name relative to another file.
+#include "vxsystem/FileFinder.h"
+
+#include <cstring>
+
+namespace
+{
+// Copies at most MAX_PATH_BYTES - 1 characters and terminates.
+void CopyCut(char* out, char const* text)
+{
+    size_t length = std::strlen(text);
+    if (length >= MAX_PATH_BYTES)
+        length = MAX_PATH_BYTES - 1;
+    std::memcpy(out, text, length);
+    out[length] = 0;
+}
+
+// The folder part of a path, without a drive, keeping its final separator.
+void FolderOf(char const* path, char* out)
+{
+    if (path[0] && path[1] == ':')
+        path += 2;
+    size_t end = 0;
+    for (size_t i = 0; path[i]; ++i)
+        if (path[i] == '\\' || path[i] == '/')
+            end = i + 1;
+    if (end >= MAX_PATH_BYTES)
+        end = MAX_PATH_BYTES - 1;
+    std::memcpy(out, path, end);
+    out[end] = 0;
+}
+} // namespace
+
+void FileFinder::CombineFileNames(char* pBase, char* pRelative, char* pOut)
+{
+    if (!pOut)
+        return;
+    pOut[0] = 0;
+    if (!pBase || !pRelative)
+        return;
+    if (std::strncmp(pRelative, "..\\", 3) != 0)
+    {
+        CopyCut(pOut, pRelative);
+        return;
+    }
+    char folder[MAX_PATH_BYTES];
+    FolderOf(pBase, folder);
+    size_t length = std::strlen(folder);
+    if (length && folder[length - 1] == '\\')
+        folder[--length] = 0;
+    while (std::strncmp(pRelative, "..\\", 3) == 0)
+    {
+        pRelative += 3;
+        // Cut at the last backslash above index 0; with none, the folder empties.
+        char* cut = std::strrchr(folder, '\\');
+        if (cut && cut != folder)
+            *cut = 0;
+        else
+            folder[0] = 0;
+    }
+    char joined[2 * MAX_PATH_BYTES];
+    std::strcpy(joined, folder);
+    std::strcat(joined, "\\");
+    std::strncat(joined, pRelative, MAX_PATH_BYTES);
+    CopyCut(pOut, joined);
+}
