@@ -5,3 +5,6 @@
 #include "vxsystem/MemoryManager.h"
 #include "vxsystem/VXStringT.h"
 #include "vxsystem/KoFile.h"
+#include "vxsystem/VXFile.h"
+#include "vxsystem/VXTArray.h"
+#include "vxsystem/FileFinder.h"
