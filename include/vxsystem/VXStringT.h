@@ -76,8 +76,8 @@ public:
         {
             size_t capacity = needed > 0xFFFF ? 0xFFFF : needed;
             // Capacity caps at 65535, but the block itself holds the whole text.
-            auto* block = static_cast<CharT*>(
-                MemoryManager::Instance().Allocate(needed * sizeof(CharT)));
+            auto* block =
+                static_cast<CharT*>(MemoryManager::Instance().Allocate(needed * sizeof(CharT)));
             if (!block)
                 return false;
             old = pString; // freed only after the copy: the text may live in it
@@ -135,8 +135,7 @@ public:
     bool QHasStorage() const { return pString != nullptr; }
 
     // printf-style formatting into a 4096-character block, then Set.
-    bool Format(char const* format, ...)
-        requires(sizeof(CharT) == 1)
+    bool Format(char const* format, ...) requires(sizeof(CharT) == 1)
     {
         char block[4096];
         va_list args;

@@ -30,8 +30,7 @@ VXFile::VXFile() : uiResult(0), uiArraySize(0), uiTrueFilePos(0), uiFileSize(0)
     ++iCount;
 }
 
-VXFile::VXFile(char const* name, KoFile::OpenMode mode, uint64_t bufferSize, bool text)
-    : VXFile()
+VXFile::VXFile(char const* name, KoFile::OpenMode mode, uint64_t bufferSize, bool text) : VXFile()
 {
     eMode = mode;
     uiBufferSize = bufferSize;

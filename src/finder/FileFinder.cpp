@@ -2,9 +2,8 @@
 
 #include "vxsystem/VXFile.h"
 
+#include "foundation/VXCRuntime.h"
 #include "platform/VXPlatformRuntime.h"
-
-#include <strings.h>
 
 #include <cstring>
 
@@ -18,7 +17,7 @@ bool IsServedNever(char const* name, size_t length)
 {
     // Textures of these kinds are never served by name, whatever lies on disk.
     return length >= 4 &&
-           (strcasecmp(name + length - 4, ".tga") == 0 || strcasecmp(name + length - 4, ".bmp") == 0);
+           (VXStricmp(name + length - 4, ".tga") == 0 || VXStricmp(name + length - 4, ".bmp") == 0);
 }
 
 bool Accessible(char const* path)
@@ -139,8 +138,7 @@ FileFinder::FILE_LOCATION FileFinder::Exist(char const* name, char* pOutPath,
 }
 
 FileFinder::FILE_LOCATION FileFinder::Locate(char const* name, char* pOutPath,
-                                             unsigned int uiSearchFlags,
-                                             unsigned int uiArchiveType)
+                                             unsigned int uiSearchFlags, unsigned int uiArchiveType)
 {
     return pFinder ? pFinder->Exist(name, pOutPath, uiSearchFlags, uiArchiveType) : FILE_NOT_FOUND;
 }
@@ -167,7 +165,7 @@ FileFinder::FILE_LOCATION FileFinder::LookForFile(char* name, unsigned int uiSea
         if (!path)
             continue;
         size_t pathLength = std::strlen(path);
-        if (strncasecmp(name, path, pathLength) == 0)
+        if (VXStrnicmp(name, path, pathLength) == 0)
             continue; // the name already lies under this path
         if (pathLength + nameLength >= MAX_PATH_BYTES)
             continue;

@@ -1,6 +1,8 @@
 // Resolving a name relative to another file.
 #include "vxsystem/FileFinder.h"
 
+#include "foundation/VXCRuntime.h"
+
 #include <cstring>
 
 namespace
@@ -15,20 +17,6 @@ void CopyCut(char* out, char const* text)
     out[length] = 0;
 }
 
-// The folder part of a path, without a drive, keeping its final separator.
-void FolderOf(char const* path, char* out)
-{
-    if (path[0] && path[1] == ':')
-        path += 2;
-    size_t end = 0;
-    for (size_t i = 0; path[i]; ++i)
-        if (path[i] == '\\' || path[i] == '/')
-            end = i + 1;
-    if (end >= MAX_PATH_BYTES)
-        end = MAX_PATH_BYTES - 1;
-    std::memcpy(out, path, end);
-    out[end] = 0;
-}
 } // namespace
 
 void FileFinder::CombineFileNames(char* pBase, char* pRelative, char* pOut)
@@ -44,7 +32,8 @@ void FileFinder::CombineFileNames(char* pBase, char* pRelative, char* pOut)
         return;
     }
     char folder[MAX_PATH_BYTES];
-    FolderOf(pBase, folder);
+    if (!VXSplitPath(pBase, nullptr, 0, folder, sizeof(folder), nullptr, 0, nullptr, 0))
+        return;
     size_t length = std::strlen(folder);
     if (length && folder[length - 1] == '\\')
         folder[--length] = 0;

@@ -62,7 +62,8 @@ int Run(std::filesystem::path const& root)
                              "textures\\sky.tga", "meshes\\missing.kof"})
         Show(name);
 
-    std::unique_ptr<KoFile> mesh(FileFinder::GetFile("Meshes\\Armor\\A.kof", KoFile::MODE_READ, 4096));
+    std::unique_ptr<KoFile> mesh(
+        FileFinder::GetFile("Meshes\\Armor\\A.kof", KoFile::MODE_READ, 4096));
     char text[64] = {};
     uint64_t got = mesh ? mesh->Read(text, sizeof(text) - 1) : 0;
     std::printf("Read %llu bytes of Meshes\\Armor\\A.kof: \"%s\"\n",

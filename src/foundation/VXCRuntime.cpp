@@ -1,0 +1,131 @@
+#include "foundation/VXCRuntime.h"
+
+#include <cstring>
+
+namespace
+{
+int Lower(char c)
+{
+    unsigned char u = static_cast<unsigned char>(c);
+    return (u >= 'A' && u <= 'Z') ? u + ('a' - 'A') : u;
+}
+
+bool IsSeparator(char c)
+{
+    return c == '\\' || c == '/';
+}
+
+// Copies [begin, end) into out if it fits with its terminator.
+bool CopyPart(char const* begin, char const* end, char* out, size_t outSize)
+{
+    if (!out)
+        return true;
+    size_t length = static_cast<size_t>(end - begin);
+    if (length + 1 > outSize)
+        return false;
+    std::memcpy(out, begin, length);
+    out[length] = 0;
+    return true;
+}
+
+bool Append(char* out, size_t outSize, size_t& used, char const* text, size_t length)
+{
+    if (used + length + 1 > outSize)
+        return false;
+    std::memcpy(out + used, text, length);
+    used += length;
+    out[used] = 0;
+    return true;
+}
+} // namespace
+
+int VXStricmp(char const* a, char const* b)
+{
+    return VXStrnicmp(a, b, static_cast<size_t>(-1));
+}
+
+int VXStrnicmp(char const* a, char const* b, size_t count)
+{
+    if (!a || !b)
+        return a == b ? 0 : (a ? 1 : -1);
+    for (size_t i = 0; i < count; ++i)
+    {
+        int ca = Lower(a[i]);
+        int cb = Lower(b[i]);
+        if (ca != cb || ca == 0)
+            return ca - cb;
+    }
+    return 0;
+}
+
+bool VXStrlwr(char* text, size_t size)
+{
+    if (!text)
+        return false;
+    for (size_t i = 0; i < size; ++i)
+    {
+        if (!text[i])
+            return true;
+        text[i] = static_cast<char>(Lower(text[i]));
+    }
+    return false;
+}
+
+bool VXSplitPath(char const* path, char* drive, size_t driveSize, char* folder, size_t folderSize,
+                 char* name, size_t nameSize, char* extension, size_t extensionSize)
+{
+    char* outputs[] = {drive, folder, name, extension};
+    for (char* out : outputs)
+        if (out)
+            out[0] = 0;
+    if (!path)
+        return false;
+    char const* end = path + std::strlen(path);
+    char const* rest = (path[0] && path[1] == ':') ? path + 2 : path;
+    char const* nameStart = rest;
+    for (char const* p = rest; p < end; ++p)
+        if (IsSeparator(*p))
+            nameStart = p + 1;
+    char const* dot = end;
+    for (char const* p = end; p > nameStart; --p)
+        if (p[-1] == '.')
+        {
+            dot = p - 1;
+            break;
+        }
+    bool fits =
+        CopyPart(path, rest, drive, driveSize) && CopyPart(rest, nameStart, folder, folderSize) &&
+        CopyPart(nameStart, dot, name, nameSize) && CopyPart(dot, end, extension, extensionSize);
+    if (!fits)
+        for (char* out : outputs)
+            if (out)
+                out[0] = 0;
+    return fits;
+}
+
+bool VXMakePath(char* out, size_t outSize, char const* drive, char const* folder, char const* name,
+                char const* extension)
+{
+    if (!out || outSize == 0)
+        return false;
+    out[0] = 0;
+    size_t used = 0;
+    bool fits = true;
+    if (drive && *drive)
+        fits = Append(out, outSize, used, drive, drive[1] == ':' ? 2 : 1) &&
+               (drive[1] == ':' || Append(out, outSize, used, ":", 1));
+    if (fits && folder && *folder)
+    {
+        size_t length = std::strlen(folder);
+        fits = Append(out, outSize, used, folder, length) &&
+               (IsSeparator(folder[length - 1]) || Append(out, outSize, used, "\\", 1));
+    }
+    if (fits && name)
+        fits = Append(out, outSize, used, name, std::strlen(name));
+    if (fits && extension && *extension)
+        fits = (extension[0] == '.' || Append(out, outSize, used, ".", 1)) &&
+               Append(out, outSize, used, extension, std::strlen(extension));
+    if (!fits)
+        out[0] = 0;
+    return fits;
+}

@@ -1,0 +1,22 @@
+// Portable stand-ins for the C runtime's text calls that engine code is written against:
+// case-blind comparison, lower-casing, and splitting and making paths. ASCII case rules,
+// as the engine's names are ASCII. Pure functions, safe on any thread.
+#pragma once
+
+#include <cstddef>
+
+// Case-blind comparison: <0, 0, >0 like strcmp. Null sorts before any text.
+int VXStricmp(char const* a, char const* b);
+int VXStrnicmp(char const* a, char const* b, size_t count);
+// Lower-cases in place, at most size bytes; false when no terminator lies within them.
+bool VXStrlwr(char* text, size_t size);
+
+// Splits a path into drive ("c:"), folder (with its final separator), base name and
+// extension (with its dot). Any output may be null; each non-null output has its size
+// in bytes. False, with every output emptied, when a part does not fit.
+bool VXSplitPath(char const* path, char* drive, size_t driveSize, char* folder, size_t folderSize,
+                 char* name, size_t nameSize, char* extension, size_t extensionSize);
+// Joins the four parts, adding the separator after the folder and the dot before the
+// extension where they are missing. False, with an empty result, when it does not fit.
+bool VXMakePath(char* out, size_t outSize, char const* drive, char const* folder, char const* name,
+                char const* extension);
