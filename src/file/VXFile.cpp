@@ -232,7 +232,9 @@ uint64_t VXFile::GetFileSize() const
 {
     if (uiFileSize)
         return uiFileSize;
-    return const_cast<VXFile*>(this)->GetSize();
+    // The virtual GetSize refreshes the cache in every class of the family.
+    const_cast<VXFile*>(this)->GetSize();
+    return uiFileSize;
 }
 
 bool VXFile::ChangeBufferSize(uint64_t newSize)
