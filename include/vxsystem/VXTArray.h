@@ -96,8 +96,8 @@ public:
     {
         return pAllocator->Allocate(count, elementSize);
     }
-    bool Reallocate(unsigned int newCount, unsigned int usedCount, unsigned int a,
-                    unsigned int b, unsigned int elementSize) const override
+    bool Reallocate(unsigned int newCount, unsigned int usedCount, unsigned int a, unsigned int b,
+                    unsigned int elementSize) const override
     {
         return pAllocator->Reallocate(newCount, usedCount, a, b, elementSize);
     }

@@ -26,8 +26,8 @@ bool VXTArrayHeapAllocator::Allocate(unsigned int count, unsigned int elementSiz
     return true;
 }
 
-bool VXTArrayHeapAllocator::Reallocate(unsigned int newCount, unsigned int usedCount,
-                                       unsigned int, unsigned int, unsigned int elementSize)
+bool VXTArrayHeapAllocator::Reallocate(unsigned int newCount, unsigned int usedCount, unsigned int,
+                                       unsigned int, unsigned int elementSize)
 {
     if (newCount == 0)
     {
@@ -62,16 +62,16 @@ unsigned int VXTArrayBase::GrownCapacity(unsigned int capacity)
     return capacity * 2;
 }
 
-unsigned int VXTArrayBase::AddUninitialized(IAllocatorFunctor const& alloc,
-                                            unsigned int capacity, unsigned int elementSize)
+unsigned int VXTArrayBase::AddUninitialized(IAllocatorFunctor const& alloc, unsigned int capacity,
+                                            unsigned int elementSize)
 {
     if (uiSize >= capacity)
     {
         if (capacity >= kMaxCapacity)
             return INVALID_INDEX;
-        bool grown = capacity == 0 ? InitialReserve(alloc, GrownCapacity(0), elementSize)
-                                   : SetAllocSize(alloc, capacity, GrownCapacity(capacity),
-                                                  elementSize);
+        bool grown = capacity == 0
+                         ? InitialReserve(alloc, GrownCapacity(0), elementSize)
+                         : SetAllocSize(alloc, capacity, GrownCapacity(capacity), elementSize);
         if (!grown)
             return INVALID_INDEX;
     }

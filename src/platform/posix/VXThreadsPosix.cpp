@@ -1,11 +1,13 @@
 // POSIX half of the thread seam: pthreads, the monotonic clock and thread identities.
 #include "foundation/VXPlatformSync.h"
+#include "vxsystem/MemoryManager.h"
 
 #include <pthread.h>
 #include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <ctime>
 #if defined(__linux__)
@@ -54,7 +56,7 @@ void* Trampoline(void* argument)
 {
     auto* block = static_cast<StartBlock*>(argument);
     StartBlock start = *block;
-    delete block;
+    MemoryManager::Instance().Deallocate(block);
     start.pEntry(start.pArgument);
     return nullptr;
 }
@@ -190,13 +192,15 @@ bool PlatformThreadCreate(uint64_t& handle, unsigned int stackSize, VXPlatformTh
     size_t current = 0;
     if (pthread_attr_getstacksize(&attributes, &current) == 0 && stackSize > current)
         pthread_attr_setstacksize(&attributes, stackSize);
-    auto* block = new (std::nothrow) StartBlock{entry, argument};
+    auto* block = static_cast<StartBlock*>(MemoryManager::Instance().Allocate(sizeof(StartBlock)));
+    if (block)
+        *block = StartBlock{entry, argument};
     pthread_t thread{};
     bool ok = block && pthread_create(&thread, &attributes, Trampoline, block) == 0;
     pthread_attr_destroy(&attributes);
     if (!ok)
     {
-        delete block;
+        MemoryManager::Instance().Deallocate(block);
         return false;
     }
     handle = Handle(thread);
