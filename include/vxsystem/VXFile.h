@@ -10,6 +10,9 @@
 
 #include <string>
 
+class VXFixedStringCS;
+class VXFixedStringWCS;
+
 // Element count for the next array operator.
 struct IOSIZE
 {
@@ -49,6 +52,9 @@ public:
     // Gives bytes written (units for the wide form).
     virtual uint64_t WriteString(VXStringT<char> const& text, bool terminator);
     virtual uint64_t WriteString(VXStringT<VXWChar> const& text, bool terminator);
+    // The same for pooled strings; a null handle writes as the empty text.
+    uint64_t WriteString(VXFixedStringCS const& text, bool terminator);
+    uint64_t WriteString(VXFixedStringWCS const& text, bool terminator);
     // Whether the named file is on disk now; looks at the disk, not at the object.
     virtual bool Exist();
 
