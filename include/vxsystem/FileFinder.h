@@ -70,6 +70,14 @@ public:
     static bool AccessFile(char const* name, KoFile::OpenMode mode);
     // The path of pRelative as seen from the file pBase; pOut holds MAX_PATH_BYTES.
     static void CombineFileNames(char* pBase, char* pRelative, char* pOut);
+    // Last write time of what serves the name: for an archive member, its archive's file.
+    // Zero and false when nothing does.
+    static bool GetFileTime(char const* name, _FILETIME& time, unsigned int uiArchiveType);
+    static bool GetFileTime(char const* name, _FILETIME& time);
+
+protected:
+    // Last write time of the first match on disk; false and no write when there is none.
+    static bool PlatformGetFileTime(char const* path, _FILETIME& time);
 
 private:
     // The archive stage in front of the loose search: true settles the search as

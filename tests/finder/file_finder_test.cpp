@@ -1,3 +1,4 @@
+#include "vxsystem/ArchiveManager.h"
 #include "vxsystem/FileFinder.h"
 #include "vxsystem/VXFile.h"
 
@@ -40,7 +41,10 @@ protected:
         WriteFile(dir / "cwd/data/data/a.txt", "nested");
         WriteFile(dir / "cwd/meshes/armor/a.kof", "armor");
         cwd.emplace(dir / "cwd");
+        // With invalidation on, the loose flags do not bind; these tests need them to.
+        ArchiveManager::SetInvalidateOlderFiles(false);
     }
+    void TearDown() override { ArchiveManager::SetInvalidateOlderFiles(true); }
 
     TempDir dir;
     std::optional<vxtest::ScopedCwd> cwd;

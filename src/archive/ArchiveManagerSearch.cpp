@@ -1,0 +1,107 @@
+// Which archive serves a name: the archive that answered last is asked first, then the
+// others oldest first. Lookups run on any thread without a lock; the list changes only at
+// start-up and shutdown.
+#include "vxsystem/ArchiveManager.h"
+
+#include "vxsystem/Archive.h"
+#include "vxsystem/ArchiveFile.h"
+
+#include <cstring>
+
+namespace
+{
+// The hint may be stale on another thread; a race only changes which archive goes first.
+constexpr std::memory_order kHint = std::memory_order_relaxed;
+
+struct Lookup
+{
+    char const* pName;   // the trimmed name
+    unsigned int uiType; // low 16 bits: the types asked for
+    VXHash kDir;         // key of the directory part
+    VXHash kFile;        // key of the file part
+};
+
+Lookup Prepare(char const* pFile, unsigned int type)
+{
+    Lookup lookup;
+    lookup.pName = ArchiveManager::TrimFileName(pFile);
+    if (type == ARCHIVE_TYPE_ALL)
+    {
+        size_t length = std::strlen(lookup.pName);
+        type = ArchiveManager::GetArchiveTypeFromFileExtension(lookup.pName +
+                                                               (length > 3 ? length - 3 : 0));
+    }
+    lookup.uiType = type & 0xFFFF;
+    VXHash::MakeDirAndFile(lookup.pName, lookup.kDir, lookup.kFile);
+    return lookup;
+}
+
+bool Holds(Archive* archive, Lookup const& lookup, uint64_t& dirIndex, uint64_t& fileIndex)
+{
+    return archive && (archive->QArchiveType() & lookup.uiType) &&
+           archive->FindDirectory(lookup.kDir, dirIndex, lookup.pName) &&
+           archive->FindFileInDirectory(dirIndex, lookup.kFile, fileIndex, lookup.pName, false);
+}
+} // namespace
+
+Archive* ArchiveManager::GetArchiveForFile(char const* pFile, ARCHIVE_TYPE type)
+{
+    if (!pArchiveList || !pFile)
+        return nullptr;
+    Lookup lookup = Prepare(pFile, type);
+    uint64_t dirIndex = 0;
+    uint64_t fileIndex = 0;
+    Archive* last = spLastArchive.load(kHint);
+    if (Holds(last, lookup, dirIndex, fileIndex))
+        return last;
+    for (Archive* archive : *pArchiveList)
+    {
+        if (archive == last || !Holds(archive, lookup, dirIndex, fileIndex))
+            continue;
+        spLastArchive.store(archive, kHint);
+        return archive;
+    }
+    return nullptr;
+}
+
+bool ArchiveManager::FindFile(char const* pFile, ARCHIVE_TYPE type)
+{
+    return GetArchiveForFile(pFile, type) != nullptr;
+}
+
+ArchiveFile* ArchiveManager::GetFile(char const* pFile, unsigned int bufferSize, ARCHIVE_TYPE type)
+{
+    if (!pArchiveList || !pFile)
+        return nullptr;
+    Lookup lookup = Prepare(pFile, type);
+    uint64_t dirIndex = 0;
+    uint64_t fileIndex = 0;
+    Archive* last = spLastArchive.load(kHint);
+    if (Holds(last, lookup, dirIndex, fileIndex))
+        return last->GetFile(dirIndex, fileIndex, bufferSize, lookup.pName);
+    for (Archive* archive : *pArchiveList)
+    {
+        if (archive == last || !Holds(archive, lookup, dirIndex, fileIndex))
+            continue;
+        spLastArchive.store(archive, kHint);
+        if (ArchiveFile* file = archive->GetFile(dirIndex, fileIndex, bufferSize, lookup.pName))
+            return file;
+    }
+    return nullptr;
+}
+
+ArchiveFile* ArchiveManager::GetFileByFileEntry(ARCHIVE_TYPE_INDEX index, VXFileEntry* entry,
+                                                unsigned int bufferSize, char const* name)
+{
+    if (!entry)
+        return nullptr;
+    Archive* archive = GetMasterArchive(index, entry->QOwner() ? 1 : 0);
+    return archive ? archive->GetFileByFileEntry(entry, bufferSize, name) : nullptr;
+}
+
+VXFileEntry* ArchiveManager::GetFileEntryForFile(ARCHIVE_TYPE_INDEX index, VXHash& dir,
+                                                 VXHash& file, char const* name)
+{
+    Archive* archive = GetMasterArchive(index);
+    return archive ? archive->GetFileEntryForFile(dir, file, name) : nullptr;
+}
