@@ -133,6 +133,8 @@ protected:
     uint64_t DoWrite(void const* buffer, uint64_t size) override;
 
     bool CheckIsGood();
+    // Drops the buffer's state before a stream is opened or adopted.
+    void ResetForOpen();
     void AllocateBuffer(uint64_t size);
     void FreeBuffer();
     void InvalidateFilePointer() { pFile = nullptr; }

@@ -29,6 +29,14 @@ struct WorkBuffer
     char* pText; // kWorkBufferSize bytes, or null
 };
 
+// An archive's own file is found on disk only, through the finder.
+bool FindArchiveFile(char const* name, char (&path)[MAX_PATH_BYTES])
+{
+    return FileFinder::pFinder &&
+           FileFinder::pFinder->Exist(name, path, FileFinder::SEARCH_NO_ARCHIVES, 0xFFFFFFFF) !=
+               FileFinder::FILE_NOT_FOUND;
+}
+
 // The next comma-separated token, skipping empty ones; cuts it off in place.
 char* NextToken(char*& rest)
 {
@@ -91,11 +99,8 @@ void ArchiveManager::MakeMaster(Archive* archive)
 
 Archive* ArchiveManager::OpenArchive(char const* name, unsigned short type, bool invalidateOthers)
 {
-    if (!bUseArchives || !FileFinder::pFinder)
-        return nullptr;
     char path[MAX_PATH_BYTES];
-    if (FileFinder::pFinder->Exist(name, path, FileFinder::SEARCH_NO_ARCHIVES, 0xFFFFFFFF) ==
-        FileFinder::FILE_NOT_FOUND)
+    if (!bUseArchives || !FindArchiveFile(name, path))
         return nullptr;
     std::unique_ptr<Archive> archive(
         new Archive(path, kArchiveStreamBuffer, false, invalidateOthers));
@@ -144,13 +149,8 @@ bool ArchiveManager::RemoveArchive(Archive* archive)
 
 bool ArchiveManager::CloseArchive(char const* name)
 {
-    if (!pArchiveList || !FileFinder::pFinder)
-        return false;
     char path[MAX_PATH_BYTES];
-    if (FileFinder::pFinder->Exist(name, path, FileFinder::SEARCH_NO_ARCHIVES, 0xFFFFFFFF) ==
-        FileFinder::FILE_NOT_FOUND)
-        return false;
-    return RemoveArchive(GetArchive(path));
+    return pArchiveList && FindArchiveFile(name, path) && RemoveArchive(GetArchive(path));
 }
 
 bool ArchiveManager::CloseArchive(Archive* archive)

@@ -42,26 +42,35 @@ bool Holds(Archive* archive, Lookup const& lookup, uint64_t& dirIndex, uint64_t&
            archive->FindDirectory(lookup.kDir, dirIndex, lookup.pName) &&
            archive->FindFileInDirectory(dirIndex, lookup.kFile, fileIndex, lookup.pName, false);
 }
-} // namespace
-
-Archive* ArchiveManager::GetArchiveForFile(char const* pFile, ARCHIVE_TYPE type)
+// Asks the archives in search order; visit gives non-null to end the walk. The archive
+// that answered last goes first, and its hit settles the search even with a null result.
+template <class Result, class Visit>
+Result* Search(char const* pFile, unsigned int type, Visit visit)
 {
-    if (!pArchiveList || !pFile)
+    if (!ArchiveManager::pArchiveList || !pFile)
         return nullptr;
     Lookup lookup = Prepare(pFile, type);
     uint64_t dirIndex = 0;
     uint64_t fileIndex = 0;
-    Archive* last = spLastArchive.load(kHint);
+    Archive* last = ArchiveManager::spLastArchive.load(kHint);
     if (Holds(last, lookup, dirIndex, fileIndex))
-        return last;
-    for (Archive* archive : *pArchiveList)
+        return visit(last, dirIndex, fileIndex, lookup.pName);
+    for (Archive* archive : *ArchiveManager::pArchiveList)
     {
         if (archive == last || !Holds(archive, lookup, dirIndex, fileIndex))
             continue;
-        spLastArchive.store(archive, kHint);
-        return archive;
+        ArchiveManager::spLastArchive.store(archive, kHint);
+        if (Result* result = visit(archive, dirIndex, fileIndex, lookup.pName))
+            return result;
     }
     return nullptr;
+}
+} // namespace
+
+Archive* ArchiveManager::GetArchiveForFile(char const* pFile, ARCHIVE_TYPE type)
+{
+    return Search<Archive>(
+        pFile, type, [](Archive* archive, uint64_t, uint64_t, char const*) { return archive; });
 }
 
 bool ArchiveManager::FindFile(char const* pFile, ARCHIVE_TYPE type)
@@ -71,23 +80,10 @@ bool ArchiveManager::FindFile(char const* pFile, ARCHIVE_TYPE type)
 
 ArchiveFile* ArchiveManager::GetFile(char const* pFile, unsigned int bufferSize, ARCHIVE_TYPE type)
 {
-    if (!pArchiveList || !pFile)
-        return nullptr;
-    Lookup lookup = Prepare(pFile, type);
-    uint64_t dirIndex = 0;
-    uint64_t fileIndex = 0;
-    Archive* last = spLastArchive.load(kHint);
-    if (Holds(last, lookup, dirIndex, fileIndex))
-        return last->GetFile(dirIndex, fileIndex, bufferSize, lookup.pName);
-    for (Archive* archive : *pArchiveList)
-    {
-        if (archive == last || !Holds(archive, lookup, dirIndex, fileIndex))
-            continue;
-        spLastArchive.store(archive, kHint);
-        if (ArchiveFile* file = archive->GetFile(dirIndex, fileIndex, bufferSize, lookup.pName))
-            return file;
-    }
-    return nullptr;
+    return Search<ArchiveFile>(
+        pFile, type,
+        [bufferSize](Archive* archive, uint64_t dirIndex, uint64_t fileIndex, char const* name)
+        { return archive->GetFile(dirIndex, fileIndex, bufferSize, name); });
 }
 
 ArchiveFile* ArchiveManager::GetFileByFileEntry(ARCHIVE_TYPE_INDEX index, VXFileEntry* entry,

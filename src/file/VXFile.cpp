@@ -77,14 +77,18 @@ VXFile* VXFile::GetFile(char const* name, KoFile::OpenMode mode, unsigned int bu
     return static_cast<VXFile*>(KoFile::GetFile(name, mode, bufferSize));
 }
 
+void VXFile::ResetForOpen()
+{
+    uiBufferReadSize = uiReadPos = 0;
+    bWritePending = false;
+    FreeBuffer();
+}
+
 bool VXFile::Open(bool, bool text)
 {
     if (pFile)
         return true;
-    uiBufferReadSize = uiReadPos = 0;
-    bWritePending = false;
-    FreeBuffer();
-    pFile = nullptr;
+    ResetForOpen();
     PlatformOpenStream(&pFile, acFileName, StdioMode(eMode, text));
     if (!pFile && eMode == MODE_READ_WRITE)
     {
@@ -103,9 +107,7 @@ bool VXFile::OpenByFilePointer(FILE* stream)
 {
     if (pFile)
         return true;
-    uiBufferReadSize = uiReadPos = 0;
-    bWritePending = false;
-    FreeBuffer();
+    ResetForOpen();
     pFile = stream;
     int64_t position = PlatformTellStream(stream);
     uiDiskPos = position < 0 ? 0 : static_cast<uint64_t>(position);
@@ -216,15 +218,7 @@ uint64_t VXFile::GetSize()
     if (eMode == MODE_WRITE || eMode == MODE_READ_WRITE)
         KoFile::Flush();
     Open(false, false);
-    if (!pFile)
-        return 0;
-    int64_t here = PlatformTellStream(pFile);
-    if (here < 0 || PlatformSeekStream(pFile, 0, SEEK_END) != 0)
-        return 0;
-    int64_t end = PlatformTellStream(pFile);
-    if (end >= 0)
-        uiFileSize = static_cast<uint64_t>(end);
-    PlatformSeekStream(pFile, here, SEEK_SET);
+    uiFileSize = KoFile::GetFileSize();
     return uiFileSize;
 }
 
