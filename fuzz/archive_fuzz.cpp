@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -23,11 +22,6 @@ std::string const& ScratchPath()
     static std::string const folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
     static std::string const path = folder + "/archive_fuzz_" + std::to_string(getpid()) + ".vxa";
     return path;
-}
-
-void RemoveScratch()
-{
-    std::remove(ScratchPath().c_str());
 }
 
 bool WriteScratch(uint8_t const* data, size_t size)
@@ -73,12 +67,23 @@ void VisitMember(Archive& archive, uint64_t d, uint64_t f, size_t chunk)
             ReadMember(*reader, chunk);
     }
 }
+void VisitArchive(size_t size)
+{
+    Archive archive(ScratchPath().c_str(), 4096, false, false);
+    if (!archive.FileIsGood() || archive.GetDisabled())
+        return;
+    size_t chunk = 1 + size % 777;
+    for (uint64_t d = 0; d < archive.QDirectoryCount(); ++d)
+    {
+        VXDirectoryEntry* directory = archive.GetDirectory(d);
+        for (uint64_t f = 0; directory && f < directory->uiEntryCount; ++f)
+            VisitMember(archive, d, f, chunk);
+    }
+}
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size)
 {
-    static bool const registered = std::atexit(RemoveScratch) == 0;
-    (void)registered;
     if (!WriteScratch(data, size))
         return 0;
     // The size picks the settings, so that every path of the reader is reached.
@@ -89,15 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size)
     int retain = static_cast<int>((size / 8) % 3);
     ArchiveManager::SetRetainTables(retain, retain, retain);
 
-    Archive archive(ScratchPath().c_str(), 4096, false, false);
-    if (!archive.FileIsGood() || archive.GetDisabled())
-        return 0;
-    size_t chunk = 1 + size % 777;
-    for (uint64_t d = 0; d < archive.QDirectoryCount(); ++d)
-    {
-        VXDirectoryEntry* directory = archive.GetDirectory(d);
-        for (uint64_t f = 0; directory && f < directory->uiEntryCount; ++f)
-            VisitMember(archive, d, f, chunk);
-    }
+    VisitArchive(size);
+    std::remove(ScratchPath().c_str()); // libFuzzer may end without running exit handlers
     return 0;
 }

@@ -97,6 +97,9 @@ protected:
     OpenMode eMode;            // how the object was opened
     bool bGood;                // the object can be used
     bool bWritePending;        // pBuffer holds uiReadPos bytes not yet written
+    // Reads go to uiDiskPos by position, one system call each, and never move the
+    // stream's own offset: for read-only files that many readers share.
+    bool bPositionedReads;
 
 private:
     bool SeekStream(uint64_t position);

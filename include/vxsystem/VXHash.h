@@ -6,6 +6,7 @@
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 
 static_assert(std::endian::native == std::endian::little,
@@ -61,6 +62,9 @@ public:
     void MakeHashString(char* buffer) const;
 
 private:
+    // The key of a name of length characters and an extension (null: none) of its length.
+    static uint64_t MakeKey(char const* name, size_t length, char const* extension,
+                            size_t extensionLength);
     unsigned char Byte(int index) const { return static_cast<unsigned char>(uiKey >> (8 * index)); }
 
     uint64_t uiKey; // bytes 0..3: Last, Last2, Length, First; bytes 4..7: CRC

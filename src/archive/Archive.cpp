@@ -10,13 +10,15 @@
 Archive::Archive(char const* name, uint64_t bufferSize, bool secondary, bool invalidateOthers)
     : VXArchive(), VXFile(name, KoFile::MODE_READ, bufferSize, false), iArchiveFileTime(0),
       uiFileNamesOffset(0), uiLastDirectoryIndex(NO_INDEX), uiLastFileIndex(NO_INDEX),
-      ucArchiveFlags(0), pDirectoryStrings(nullptr), pDirectoryStringOffsets(nullptr),
-      pFileStrings(nullptr), pFileStringOffsets(nullptr)
+      ucArchiveFlags(0), pIndex(nullptr), pDirectoryStrings(nullptr),
+      pDirectoryStringOffsets(nullptr), pFileStrings(nullptr), pFileStringOffsets(nullptr)
 {
     acDirectoryScratch[0] = 0;
     acFileScratch[0] = 0;
     if (secondary)
         SetSecondary(true);
+    // Many readers share the stream: each read is one positioned call.
+    bPositionedReads = true;
     Load(invalidateOthers);
 }
 
@@ -101,6 +103,11 @@ uint64_t Archive::GetFileIndexForFileEntryFromDirectory(uint64_t dirIndex,
 
 bool Archive::SeekStreamTo(uint64_t position)
 {
+    if (pFile && bPositionedReads)
+    {
+        uiDiskPos = position;
+        return true;
+    }
     if (!pFile || PlatformSeekStream(pFile, static_cast<int64_t>(position), SEEK_SET) != 0)
         return false;
     uiDiskPos = position;

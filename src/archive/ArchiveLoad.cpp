@@ -2,6 +2,7 @@
 // each checked against the file's size and against the others before it is trusted.
 #include "vxsystem/Archive.h"
 
+#include "archive/VXArchiveIndex.h"
 #include "platform/VXPlatformRuntime.h"
 
 #include <cstdio>
@@ -71,6 +72,7 @@ void Archive::Load(bool invalidateOthers)
         SetDisabled(true);
         return;
     }
+    BuildIndex();
     _FILETIME time;
     if (PlatformGetLastWriteTime(&time))
     {
@@ -242,8 +244,22 @@ void Archive::FreeAll()
     DeleteFileData();
 }
 
+void Archive::BuildIndex()
+{
+    if (!pDirectories)
+        return;
+    pIndex = new VXArchiveIndex();
+    if (pIndex && !pIndex->Build(pDirectories, uiDirectoryCount))
+    {
+        delete pIndex;
+        pIndex = nullptr; // the binary searches serve alone
+    }
+}
+
 void Archive::DeleteFileData()
 {
+    delete pIndex;
+    pIndex = nullptr;
     if (GetPrimary() || !pDirectories)
         return;
     for (uint64_t i = 0; i < uiDirectoryCount; ++i)

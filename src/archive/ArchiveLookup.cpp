@@ -2,7 +2,9 @@
 // the lazy test against loose files, the collision test, and the making of readers.
 #include "vxsystem/Archive.h"
 
+#include "archive/VXArchiveIndex.h"
 #include "archive/VXArchivePath.h"
+#include "foundation/VXCRuntime.h"
 #include "platform/VXPlatformRuntime.h"
 #include "vxsystem/ArchiveFile.h"
 #include "vxsystem/ArchiveManager.h"
@@ -113,8 +115,21 @@ bool Archive::FindFileInDirectory(uint64_t dirIndex, VXHash const& file, uint64_
 bool Archive::FindFile(VXHash const& dir, VXHash const& file, uint64_t& dirIndex,
                        uint64_t& fileIndex, char const* name)
 {
-    return FindDirectory(dir, dirIndex, name) &&
-           FindFileInDirectory(dirIndex, file, fileIndex, name, false);
+    if (!pIndex || GetDisabled() || ArchiveManager::bCheckRuntimeCollisions)
+        return FindDirectory(dir, dirIndex, name) &&
+               FindFileInDirectory(dirIndex, file, fileIndex, name, false);
+    uint64_t d = 0;
+    uint64_t f = 0;
+    if (!pIndex->Find(dir.Hash(), file.Hash(), d, f))
+        return false;
+    VXFileEntry* entry = &pDirectories[d].pEntries[f];
+    if (!CheckValidFile(entry, false) || CheckInvalidateFile(entry, name))
+        return false;
+    uiLastDirectoryIndex.store(d, kHint);
+    uiLastFileIndex.store(f, kHint);
+    dirIndex = d;
+    fileIndex = f;
+    return true;
 }
 
 VXFileEntry* Archive::GetFileEntryForFile(VXHash const& dir, VXHash const& file, char const* name)
@@ -159,7 +174,7 @@ bool Archive::DirectoryNameMatches(uint64_t dirIndex, char const* name)
         return false;
     NameLock lock(*this);
     char const* stored = GetDirectoryString(dirIndex);
-    return stored && VXStrICmp(stored, text) == 0;
+    return stored && VXStricmp(stored, text) == 0;
 }
 
 bool Archive::FileNameMatches(uint64_t dirIndex, uint64_t fileIndex, char const* name)
@@ -173,7 +188,7 @@ bool Archive::FileNameMatches(uint64_t dirIndex, uint64_t fileIndex, char const*
     std::memcpy(text + length, parts.acExtension, std::strlen(parts.acExtension) + 1);
     NameLock lock(*this);
     char const* stored = GetFileString(dirIndex, fileIndex);
-    return stored && VXStrICmp(stored, text) == 0;
+    return stored && VXStricmp(stored, text) == 0;
 }
 
 ArchiveFile* Archive::GetFile(uint64_t dirIndex, uint64_t fileIndex, uint64_t bufferSize,

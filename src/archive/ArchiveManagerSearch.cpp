@@ -39,8 +39,7 @@ Lookup Prepare(char const* pFile, unsigned int type)
 bool Holds(Archive* archive, Lookup const& lookup, uint64_t& dirIndex, uint64_t& fileIndex)
 {
     return archive && (archive->QArchiveType() & lookup.uiType) &&
-           archive->FindDirectory(lookup.kDir, dirIndex, lookup.pName) &&
-           archive->FindFileInDirectory(dirIndex, lookup.kFile, fileIndex, lookup.pName, false);
+           archive->FindFile(lookup.kDir, lookup.kFile, dirIndex, fileIndex, lookup.pName);
 }
 // Asks the archives in search order; visit gives non-null to end the walk. The archive
 // that answered last goes first, and its hit settles the search even with a null result.

@@ -1,6 +1,7 @@
 #include "vxsystem/ArchiveManager.h"
 
 #include "archive/VXArchivePath.h"
+#include "foundation/VXCRuntime.h"
 #include "vxsystem/MemoryManager.h"
 
 #include <cstring>
@@ -106,7 +107,7 @@ void ArchiveManager::SortArchiveTypeExtensions()
     {
         unsigned int smallest = i;
         for (unsigned int j = i + 1; j < uiExtensionCountS; ++j)
-            if (VXStrICmp(map[j].acExtension, map[smallest].acExtension) < 0)
+            if (VXStricmp(map[j].acExtension, map[smallest].acExtension) < 0)
                 smallest = j;
         if (smallest != i)
         {
@@ -132,7 +133,7 @@ ARCHIVE_TYPE ArchiveManager::GetArchiveTypeFromFileExtension(char const* extensi
     {
         step = (high - low) / 2;
         unsigned int middle = low + step;
-        int order = VXStrICmp(extension, ArchiveTypeExtensionsMap[middle].acExtension);
+        int order = VXStricmp(extension, ArchiveTypeExtensionsMap[middle].acExtension);
         if (order == 0)
             return ArchiveTypeExtensionsMap[middle].eType;
         if (order < 0)
@@ -157,7 +158,8 @@ char const* ArchiveManager::TrimFileName(char const* name)
         return nullptr;
     if (name[0] == '\\')
         ++name;
-    if (std::strncmp(name, "Data\\", 5) == 0 || std::strncmp(name, "data\\", 5) == 0)
+    if ((name[0] == 'D' || name[0] == 'd') && name[1] == 'a' && name[2] == 't' && name[3] == 'a' &&
+        name[4] == '\\')
         name += 5;
     return name;
 }
@@ -170,9 +172,9 @@ void StandardizeModelPath(char const* path, char* out, uint64_t outSize)
         path = "";
     size_t length = std::strlen(path);
     char const* prefix = "meshes\\";
-    if (length > 3 && VXStrICmp(path + length - 3, "spt") == 0)
+    if (length > 3 && VXStricmp(path + length - 3, "spt") == 0)
         prefix = "Trees";
-    else if (VXStrNICmp(path, "meshes\\", 7) == 0)
+    else if (VXStrnicmp(path, "meshes\\", 7) == 0)
         prefix = "";
     size_t used = CopyCut(out, outSize, prefix);
     CopyCut(out + used, outSize - used, path);

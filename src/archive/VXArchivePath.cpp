@@ -20,30 +20,50 @@ void Clear(VXPathParts& out)
 }
 } // namespace
 
+VXPathSpan VXSplitPathSpan(char const* path)
+{
+    VXPathSpan span{path, path, path, path, path, false};
+    if (!path)
+        return span;
+    span.pRest = (path[0] && path[1] == ':') ? path + 2 : path;
+    span.pName = span.pRest;
+    char const* dot = nullptr;
+    char const* p = span.pRest;
+    // One pass: a separator starts a new name and forgets the dot seen before it.
+    for (; *p; ++p)
+    {
+        if (*p == '\\' || *p == '/')
+        {
+            span.pName = p + 1;
+            dot = nullptr;
+        }
+        else if (*p == '.')
+            dot = p;
+    }
+    span.pEnd = p;
+    span.pDot = dot ? dot : p;
+    auto fits = [](char const* begin, char const* end, size_t field)
+    { return static_cast<size_t>(end - begin) < field; };
+    span.bFits = fits(span.pBegin, span.pRest, sizeof(VXPathParts::acDrive)) &&
+                 fits(span.pRest, span.pName, sizeof(VXPathParts::acDirectory)) &&
+                 fits(span.pName, span.pDot, sizeof(VXPathParts::acName)) &&
+                 fits(span.pDot, span.pEnd, sizeof(VXPathParts::acExtension));
+    return span;
+}
+
 bool VXSplitPath(char const* path, VXPathParts& out)
 {
     Clear(out);
     if (!path)
         return true;
-    char const* end = path + std::strlen(path);
-    char const* rest = path;
-    if (path[0] && path[1] == ':')
-        rest = path + 2;
-    char const* fileStart = rest;
-    for (char const* p = rest; p < end; ++p)
-        if (*p == '\\' || *p == '/')
-            fileStart = p + 1;
-    char const* dot = end;
-    for (char const* p = fileStart; p < end; ++p)
-        if (*p == '.')
-            dot = p;
-    bool fits = CopyPart(out.acDrive, sizeof(out.acDrive), path, rest) &&
-                CopyPart(out.acDirectory, sizeof(out.acDirectory), rest, fileStart) &&
-                CopyPart(out.acName, sizeof(out.acName), fileStart, dot) &&
-                CopyPart(out.acExtension, sizeof(out.acExtension), dot, end);
-    if (!fits)
-        Clear(out);
-    return fits;
+    VXPathSpan span = VXSplitPathSpan(path);
+    if (!span.bFits)
+        return false;
+    CopyPart(out.acDrive, sizeof(out.acDrive), span.pBegin, span.pRest);
+    CopyPart(out.acDirectory, sizeof(out.acDirectory), span.pRest, span.pName);
+    CopyPart(out.acName, sizeof(out.acName), span.pName, span.pDot);
+    CopyPart(out.acExtension, sizeof(out.acExtension), span.pDot, span.pEnd);
+    return true;
 }
 
 bool VXDirectoryKeyText(VXPathParts const& parts, char* out, size_t size)
@@ -65,23 +85,4 @@ bool VXDirectoryKeyText(VXPathParts const& parts, char* out, size_t size)
     else if (out[length - 1] == '\\')
         out[length - 1] = 0;
     return true;
-}
-
-int VXStrICmp(char const* a, char const* b)
-{
-    return VXStrNICmp(a, b, static_cast<size_t>(-1));
-}
-
-int VXStrNICmp(char const* a, char const* b, size_t count)
-{
-    if (!a || !b)
-        return (a ? 1 : 0) - (b ? 1 : 0);
-    for (; count; --count, ++a, ++b)
-    {
-        int ca = VXLowerAscii(static_cast<unsigned char>(*a));
-        int cb = VXLowerAscii(static_cast<unsigned char>(*b));
-        if (ca != cb || ca == 0)
-            return ca - cb;
-    }
-    return 0;
 }

@@ -1,5 +1,5 @@
-// Text helpers of the archive code: the path split that the keys are made from, the
-// case-insensitive compare of names, and ASCII lowering. Free of state; any thread.
+// Text helpers of the archive code: the path split that the keys are made from, and
+// ASCII lowering. Free of state; any thread.
 #pragma once
 
 #include <cstddef>
@@ -17,6 +17,20 @@ struct VXPathParts
 // part empty and gives false; a null path gives empty parts.
 bool VXSplitPath(char const* path, VXPathParts& out);
 
+// The same split as pointers into the path: [pBegin, pRest) drive, [pRest, pName)
+// directory, [pName, pDot) name, [pDot, pEnd) extension. bFits is false when VXSplitPath
+// would leave every part empty (a null path, or a part too long for its field).
+struct VXPathSpan
+{
+    char const* pBegin; // the path
+    char const* pRest;  // behind the drive
+    char const* pName;  // behind the last separator
+    char const* pDot;   // the extension's dot, or pEnd
+    char const* pEnd;   // the terminator
+    bool bFits;         // every part fits its field of VXPathParts
+};
+VXPathSpan VXSplitPathSpan(char const* path);
+
 // Drive plus directory in the form the directory key is made from: "." when empty, one
 // trailing backslash removed. False (and ".") when it does not fit in size bytes.
 bool VXDirectoryKeyText(VXPathParts const& parts, char* out, size_t size);
@@ -26,8 +40,3 @@ inline unsigned char VXLowerAscii(unsigned char c)
 {
     return (c >= 'A' && c <= 'Z') ? static_cast<unsigned char>(c + ('a' - 'A')) : c;
 }
-
-// _stricmp: <0, 0, >0 on the lowered bytes. Null sorts before any text.
-int VXStrICmp(char const* a, char const* b);
-// _strnicmp: the same over at most count characters.
-int VXStrNICmp(char const* a, char const* b, size_t count);

@@ -17,20 +17,26 @@ unsigned char Lower(char c)
     return VXLowerAscii(static_cast<unsigned char>(c));
 }
 
+// value = value * M + lower(c) over the text, taken two characters a step: the same sum
+// modulo 2^32 with half the chain of dependent multiplications.
 uint32_t Fold(char const* begin, char const* end)
 {
+    constexpr uint32_t kSquare = kMultiplier * kMultiplier;
     uint32_t value = 0;
-    for (char const* p = begin; p < end; ++p)
+    char const* p = begin;
+    for (; end - p >= 2; p += 2)
+        value = value * kSquare + (Lower(p[0]) * kMultiplier + Lower(p[1]));
+    if (p < end)
         value = value * kMultiplier + Lower(*p);
     return value;
 }
 
 // Index of the extension's row, 0 for none. The extension is lowered into a zeroed field
 // first, so that a short extension compares its terminator and zeros behind it.
-unsigned int SpecialExtensionIndex(char const* extension)
+unsigned int SpecialExtensionIndex(char const* extension, size_t length)
 {
     char field[16] = {};
-    for (size_t i = 0; i < sizeof(field) - 1 && extension[i]; ++i)
+    for (size_t i = 0; i < sizeof(field) - 1 && i < length; ++i)
         field[i] = static_cast<char>(Lower(extension[i]));
     for (unsigned int row = 0; row < 6; ++row)
         if (std::memcmp(field, kSpecialExtensions[row], 4) == 0)
@@ -75,17 +81,19 @@ void VXHash::Create(char const* name, char const* extension, VXHash& out)
 {
     if (!name)
         name = "";
-    size_t length = std::strlen(name);
+    size_t extensionLength = extension ? std::strlen(extension) : 0;
+    out.uiKey = MakeKey(name, std::strlen(name), extension, extensionLength);
+}
+
+uint64_t VXHash::MakeKey(char const* name, size_t length, char const* extension,
+                         size_t extensionLength)
+{
+    if (length == 0)
+        return 0;
     unsigned char first = Lower(name[0]);
-    unsigned char last = 0;
+    unsigned char last = Lower(name[length - 1]);
     unsigned char last2 = 0;
     uint32_t crc = 0;
-    if (length == 0)
-    {
-        out.uiKey = 0;
-        return;
-    }
-    last = Lower(name[length - 1]);
     if (length >= 3)
     {
         last2 = Lower(name[length - 2]);
@@ -93,23 +101,36 @@ void VXHash::Create(char const* name, char const* extension, VXHash& out)
     }
     if (extension)
     {
-        crc += Fold(extension, extension + std::strlen(extension));
-        unsigned int index = SpecialExtensionIndex(extension);
+        crc += Fold(extension, extension + extensionLength);
+        unsigned int index = SpecialExtensionIndex(extension, extensionLength);
         first = static_cast<unsigned char>(first + ((index & 4) << 5));
         last = static_cast<unsigned char>(last + ((index & 2) << 6));
         last2 = static_cast<unsigned char>(last2 + ((index & 1) << 7));
     }
-    out.uiKey = Pack(last, last2, static_cast<unsigned char>(length), first, crc);
+    return Pack(last, last2, static_cast<unsigned char>(length), first, crc);
 }
 
 void VXHash::MakeDirAndFile(char const* path, VXHash& dir, VXHash& file)
 {
-    VXPathParts parts;
-    VXSplitPath(path, parts);
-    Create(parts.acName, parts.acExtension, file);
-    char directory[260];
-    VXDirectoryKeyText(parts, directory, sizeof(directory));
-    Create(directory, nullptr, dir);
+    // The same split as VXSplitPath, on pointers into the path: no copies on the lookup path.
+    VXPathSpan span = VXSplitPathSpan(path);
+    if (!span.bFits)
+    {
+        file.uiKey = 0;
+        dir.uiKey = MakeKey(".", 1, nullptr, 0);
+        return;
+    }
+    file.uiKey = MakeKey(span.pName, static_cast<size_t>(span.pDot - span.pName), span.pDot,
+                         static_cast<size_t>(span.pEnd - span.pDot));
+    size_t dirLength = static_cast<size_t>(span.pName - span.pBegin);
+    if (dirLength >= 260)
+        dirLength = 0; // too long for the key text: it stands as "."
+    else if (dirLength > 0 && span.pBegin[dirLength - 1] == '\\')
+        --dirLength;
+    if (dirLength == 0)
+        dir.uiKey = MakeKey(".", 1, nullptr, 0);
+    else
+        dir.uiKey = MakeKey(span.pBegin, dirLength, nullptr, 0);
 }
 
 int VXHash::Compare(VXHash const& other) const

@@ -12,7 +12,7 @@ KoFile::AccessFunc KoFile::spAccessFunc = nullptr;
 
 KoFile::KoFile()
     : uiBufferSize(0), uiBufferReadSize(0), uiReadPos(0), uiDiskPos(0), pBuffer(nullptr),
-      pFile(nullptr), eMode(MODE_READ), bGood(false), bWritePending(false)
+      pFile(nullptr), eMode(MODE_READ), bGood(false), bWritePending(false), bPositionedReads(false)
 {
 }
 
@@ -69,6 +69,11 @@ bool KoFile::Seek(int64_t offset)
 
 bool KoFile::SeekStream(uint64_t position)
 {
+    if (bPositionedReads)
+    {
+        uiDiskPos = position;
+        return true;
+    }
     if (PlatformSeekStream(pFile, static_cast<int64_t>(position), SEEK_SET) != 0)
         return false;
     uiDiskPos = position;
@@ -128,6 +133,13 @@ uint64_t KoFile::DiskRead(void* buffer, uint64_t size)
 {
     if (!pFile || !buffer || size == 0)
         return 0;
+    if (bPositionedReads)
+    {
+        int64_t got = PlatformReadStreamAt(pFile, uiDiskPos, buffer, size);
+        uint64_t n = got < 0 ? 0 : static_cast<uint64_t>(got);
+        uiDiskPos += n;
+        return n;
+    }
     size_t n = fread(buffer, 1, static_cast<size_t>(size), pFile);
     uiDiskPos += n;
     return n;

@@ -2,12 +2,20 @@
 
 #include "platform/VXPlatformRuntime.h"
 
+#include <atomic>
 #include <cstring>
 
 uint32_t VXFile::iCount = 0;
 
 namespace
 {
+// Relaxed: a statistic that orders nothing; atomic so that threads making readers at once
+// neither race nor lose counts.
+void CountFile(uint32_t delta)
+{
+    std::atomic_ref<uint32_t>(VXFile::iCount).fetch_add(delta, std::memory_order_relaxed);
+}
+
 char const* StdioMode(KoFile::OpenMode mode, bool text)
 {
     switch (mode)
@@ -27,7 +35,7 @@ char const* StdioMode(KoFile::OpenMode mode, bool text)
 VXFile::VXFile() : uiResult(0), uiArraySize(0), uiTrueFilePos(0), uiFileSize(0)
 {
     acFileName[0] = 0;
-    ++iCount;
+    CountFile(1);
 }
 
 VXFile::VXFile(char const* name, KoFile::OpenMode mode, uint64_t bufferSize, bool text) : VXFile()
@@ -50,7 +58,7 @@ VXFile::VXFile(VXFile const& other)
       uiTrueFilePos(other.uiTrueFilePos), uiFileSize(other.uiFileSize)
 {
     std::memcpy(acFileName, other.acFileName, sizeof(acFileName));
-    ++iCount;
+    CountFile(1);
 }
 
 VXFile& VXFile::operator=(VXFile const& other)
@@ -69,7 +77,7 @@ VXFile& VXFile::operator=(VXFile const& other)
 VXFile::~VXFile()
 {
     Close();
-    --iCount;
+    CountFile(static_cast<uint32_t>(-1));
 }
 
 VXFile* VXFile::GetFile(char const* name, KoFile::OpenMode mode, unsigned int bufferSize)

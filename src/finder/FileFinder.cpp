@@ -16,8 +16,10 @@ namespace
 bool IsServedNever(char const* name, size_t length)
 {
     // Textures of these kinds are never served by name, whatever lies on disk.
-    return length >= 4 &&
-           (VXStricmp(name + length - 4, ".tga") == 0 || VXStricmp(name + length - 4, ".bmp") == 0);
+    if (length < 4 || name[length - 4] != '.')
+        return false;
+    char const* extension = name + length - 3;
+    return VXStricmp(extension, "tga") == 0 || VXStricmp(extension, "bmp") == 0;
 }
 
 bool Accessible(char const* path)

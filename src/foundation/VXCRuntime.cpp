@@ -4,12 +4,6 @@
 
 namespace
 {
-int Lower(char c)
-{
-    unsigned char u = static_cast<unsigned char>(c);
-    return (u >= 'A' && u <= 'Z') ? u + ('a' - 'A') : u;
-}
-
 bool IsSeparator(char c)
 {
     return c == '\\' || c == '/';
@@ -39,25 +33,6 @@ bool Append(char* out, size_t outSize, size_t& used, char const* text, size_t le
 }
 } // namespace
 
-int VXStricmp(char const* a, char const* b)
-{
-    return VXStrnicmp(a, b, static_cast<size_t>(-1));
-}
-
-int VXStrnicmp(char const* a, char const* b, size_t count)
-{
-    if (!a || !b)
-        return a == b ? 0 : (a ? 1 : -1);
-    for (size_t i = 0; i < count; ++i)
-    {
-        int ca = Lower(a[i]);
-        int cb = Lower(b[i]);
-        if (ca != cb || ca == 0)
-            return ca - cb;
-    }
-    return 0;
-}
-
 bool VXStrlwr(char* text, size_t size)
 {
     if (!text)
@@ -66,7 +41,7 @@ bool VXStrlwr(char* text, size_t size)
     {
         if (!text[i])
             return true;
-        text[i] = static_cast<char>(Lower(text[i]));
+        text[i] = static_cast<char>(VXLowerAsciiChar(text[i]));
     }
     return false;
 }

@@ -5,9 +5,33 @@
 
 #include <cstddef>
 
-// Case-blind comparison: <0, 0, >0 like strcmp. Null sorts before any text.
-int VXStricmp(char const* a, char const* b);
-int VXStrnicmp(char const* a, char const* b, size_t count);
+// Only A to Z fold, whatever the locale.
+inline int VXLowerAsciiChar(char c)
+{
+    unsigned char u = static_cast<unsigned char>(c);
+    return (u >= 'A' && u <= 'Z') ? u + ('a' - 'A') : u;
+}
+
+// Case-blind comparison over at most count characters: <0, 0, >0 like strncmp. Null sorts
+// before any text. Inline: it sits on every name lookup.
+inline int VXStrnicmp(char const* a, char const* b, size_t count)
+{
+    if (!a || !b)
+        return a == b ? 0 : (a ? 1 : -1);
+    for (size_t i = 0; i < count; ++i)
+    {
+        int ca = VXLowerAsciiChar(a[i]);
+        int cb = VXLowerAsciiChar(b[i]);
+        if (ca != cb || ca == 0)
+            return ca - cb;
+    }
+    return 0;
+}
+
+inline int VXStricmp(char const* a, char const* b)
+{
+    return VXStrnicmp(a, b, static_cast<size_t>(-1));
+}
 // Lower-cases in place, at most size bytes; false when no terminator lies within them.
 bool VXStrlwr(char* text, size_t size);
 

@@ -16,6 +16,9 @@ int PlatformOpenStream(FILE** stream, char const* name, char const* mode);
 // _fseeki64 and a 64-bit ftell.
 int PlatformSeekStream(FILE* stream, int64_t offset, int whence);
 int64_t PlatformTellStream(FILE* stream);
+// Reads at a position without moving the stream's offset; bytes read, -1 on an error.
+// Short reads are continued until the end of the file.
+int64_t PlatformReadStreamAt(FILE* stream, uint64_t position, void* buffer, uint64_t size);
 
 // Last write time of a file, as 100 ns ticks since 1601. False when there is none.
 bool PlatformGetLastWriteTime(char const* name, uint64_t& ticks);

@@ -56,6 +56,28 @@ int64_t PlatformTellStream(FILE* stream)
     return stream ? static_cast<int64_t>(ftello(stream)) : -1;
 }
 
+int64_t PlatformReadStreamAt(FILE* stream, uint64_t position, void* buffer, uint64_t size)
+{
+    if (!stream || !buffer)
+        return -1;
+    int descriptor = fileno(stream);
+    auto* out = static_cast<char*>(buffer);
+    uint64_t done = 0;
+    while (done < size)
+    {
+        ssize_t got = pread(descriptor, out + done, static_cast<size_t>(size - done),
+                            static_cast<off_t>(position + done));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return done ? static_cast<int64_t>(done) : -1;
+        if (got == 0)
+            break;
+        done += static_cast<uint64_t>(got);
+    }
+    return static_cast<int64_t>(done);
+}
+
 bool PlatformGetLastWriteTime(char const* name, uint64_t& ticks)
 {
     char path[4096];
