@@ -26,22 +26,15 @@ VXPathSpan VXSplitPathSpan(char const* path)
     if (!path)
         return span;
     span.pRest = (path[0] && path[1] == ':') ? path + 2 : path;
-    span.pName = span.pRest;
-    char const* dot = nullptr;
-    char const* p = span.pRest;
-    // One pass: a separator starts a new name and forgets the dot seen before it.
-    for (; *p; ++p)
-    {
-        if (*p == '\\' || *p == '/')
-        {
-            span.pName = p + 1;
-            dot = nullptr;
-        }
-        else if (*p == '.')
-            dot = p;
-    }
-    span.pEnd = p;
-    span.pDot = dot ? dot : p;
+    span.pEnd = path + std::strlen(path);
+    span.pDot = span.pEnd;
+    // Backwards from the end: only the file part is walked, and its last dot is the first
+    // one met.
+    char const* p = span.pEnd;
+    for (; p > span.pRest && p[-1] != '\\' && p[-1] != '/'; --p)
+        if (p[-1] == '.' && span.pDot == span.pEnd)
+            span.pDot = p - 1;
+    span.pName = p;
     auto fits = [](char const* begin, char const* end, size_t field)
     { return static_cast<size_t>(end - begin) < field; };
     span.bFits = fits(span.pBegin, span.pRest, sizeof(VXPathParts::acDrive)) &&

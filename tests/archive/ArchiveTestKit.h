@@ -10,6 +10,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vxtest
@@ -21,42 +22,46 @@ struct TestMember
     VXArchiveWriter::MemberCompression eCompression;
 };
 
+constexpr uint32_t kNameFlags =
+    VXArchiveHeader::AF_DIRECTORY_STRINGS | VXArchiveHeader::AF_FILE_STRINGS;
+
 // Names in several directories and at the root; sizes from empty to past every buffer.
 inline std::vector<TestMember> MakeMembers(uint32_t seed)
 {
-    static char const* const kNames[] = {"meshes\\armor\\helmet.kof",
-                                         "meshes\\armor\\boots.kof",
-                                         "meshes\\walk.kf",
-                                         "textures\\armor\\helmet.dds",
-                                         "textures\\sky.dds",
-                                         "sound\\fx\\hit.wav",
-                                         "menus\\main.xml",
-                                         "readme.txt",
-                                         "empty.bin",
-                                         "one.bin"};
-    static size_t const kSizes[] = {5000, 12000, 300000, 70000, 10240, 140000, 33, 1000, 0, 1};
+    static std::pair<char const*, size_t> const kFiles[] = {{"meshes\\armor\\helmet.kof", 5000},
+                                                            {"meshes\\armor\\boots.kof", 12000},
+                                                            {"meshes\\walk.kf", 300000},
+                                                            {"textures\\armor\\helmet.dds", 70000},
+                                                            {"textures\\sky.dds", 10240},
+                                                            {"sound\\fx\\hit.wav", 140000},
+                                                            {"menus\\main.xml", 33},
+                                                            {"readme.txt", 1000},
+                                                            {"empty.bin", 0},
+                                                            {"one.bin", 1}};
     std::vector<TestMember> members;
-    for (size_t i = 0; i < std::size(kNames); ++i)
+    for (size_t i = 0; i < std::size(kFiles); ++i)
     {
         auto compression = static_cast<VXArchiveWriter::MemberCompression>((i + seed) % 3);
         // Repeating text compresses, random bytes do not: both kinds of stream.
-        std::string bytes = RandomBytes(kSizes[i], seed + static_cast<uint32_t>(i));
-        if (i % 2 == 0)
-            for (size_t j = 0; j < bytes.size(); ++j)
-                bytes[j] = "the quick brown fox "[(j + i) % 20];
-        members.push_back({kNames[i], bytes, compression});
+        std::string bytes = RandomBytes(kFiles[i].second, seed + static_cast<uint32_t>(i));
+        for (size_t j = 0; i % 2 == 0 && j < bytes.size(); ++j)
+            bytes[j] = "the quick brown fox "[(j + i) % 20];
+        members.push_back({kFiles[i].first, bytes, compression});
     }
     return members;
 }
 
 inline std::vector<uint8_t> BuildArchive(std::vector<TestMember> const& members,
-                                         VXArchiveWriterOptions const& options = {})
+                                         VXArchiveWriterOptions const& options = {},
+                                         VXArchiveLayout* layout = nullptr)
 {
     VXArchiveWriter writer(options);
     for (TestMember const& member : members)
         writer.AddFile(member.sPath, member.sBytes, member.eCompression);
     std::vector<uint8_t> bytes;
     writer.WriteToMemory(bytes);
+    if (layout)
+        *layout = writer.QLayout();
     return bytes;
 }
 
@@ -82,15 +87,10 @@ inline std::unique_ptr<ArchiveFile> OpenMember(Archive& archive, char const* pat
 
 inline std::string ReadAll(KoBinaryStream& file, size_t chunk)
 {
-    std::string out;
-    std::string block(chunk, '\0');
-    for (;;)
-    {
-        uint64_t got = file.Read(block.data(), chunk);
+    std::string out, block(chunk, '\0');
+    while (uint64_t got = file.Read(block.data(), chunk))
         out.append(block.data(), got);
-        if (got == 0)
-            return out;
-    }
+    return out;
 }
 
 // Known settings for a test, restored afterwards.
@@ -114,7 +114,5 @@ public:
         ArchiveManager::bStartupStringsCleaned = false;
         ArchiveManager::uiArchiveFileBufferSizeS = 0;
     }
-    ArchiveSettingsScope(ArchiveSettingsScope const&) = delete;
-    ArchiveSettingsScope& operator=(ArchiveSettingsScope const&) = delete;
 };
 } // namespace vxtest

@@ -1,10 +1,10 @@
-// Lookups by key, the cached indices, the collision test, the loose-file test, and the
-// names from memory and from disk.
+// Lookups by key: the flat index against the two binary searches, the cached indices, the
+// collision test, the loose-file test, and the names from memory and from disk.
+#include "archive/VXArchiveIndex.h"
+
 #include "ArchiveTestKit.h"
 
 #include <gtest/gtest.h>
-
-#include <cstring>
 
 using namespace vxtest;
 
@@ -26,52 +26,71 @@ struct Keys
     VXHash kFile;
 };
 
-std::string WriteMembers(TempDir const& dir, uint32_t flags, std::string const& name = "a.vxa")
+std::string Write(TempDir const& dir, uint32_t flags, std::string const& name = "a.vxa")
 {
-    VXArchiveWriterOptions options;
-    options.uiFlags = flags;
-    return SaveArchive(dir, BuildArchive(MakeMembers(0), options), name);
+    return SaveArchive(dir, BuildArchive(MakeMembers(0), {.uiFlags = flags}), name);
 }
 
-constexpr uint32_t kNames =
-    VXArchiveHeader::AF_DIRECTORY_STRINGS | VXArchiveHeader::AF_FILE_STRINGS;
 // Names loaded at open, offsets kept after the clean-up.
-constexpr uint32_t kResident = kNames | VXArchiveHeader::AF_RETAIN_STRINGS_DURING_STARTUP |
+constexpr uint32_t kResident = kNameFlags | VXArchiveHeader::AF_RETAIN_STRINGS_DURING_STARTUP |
                                VXArchiveHeader::AF_RETAIN_FILE_NAME_OFFSETS;
 } // namespace
 
-TEST(ArchiveLookup, EmptyArchiveFindsNothing)
+TEST(ArchiveLookup, IndexAnswersAsTheTwoSearchesDo)
 {
     ArchiveSettingsScope settings;
     TempDir dir;
-    VXArchiveWriter writer;
-    std::vector<uint8_t> image;
-    ASSERT_TRUE(writer.WriteToMemory(image));
-    EXPECT_EQ(image.size(), 36u);
-    Archive archive(SaveArchive(dir, image).c_str(), 262144, false, false);
-    EXPECT_FALSE(archive.GetDisabled());
-    Keys keys("a\\b.kof");
-    uint64_t d = 0, f = 0;
-    EXPECT_FALSE(archive.FindFile(keys.kDir, keys.kFile, d, f, "a\\b.kof"));
-    EXPECT_EQ(archive.GetFile(0, 0, 0, nullptr), nullptr);
-    EXPECT_EQ(archive.GetDirectoryString(0), nullptr);
+    std::vector<TestMember> members;
+    for (int i = 0; i < 3000; ++i)
+        members.push_back({"set" + std::to_string(i % 37) + "\\m" + std::to_string(i) + ".kof", "x",
+                           VXArchiveWriter::MC_STORED});
+    Archive archive(SaveArchive(dir, BuildArchive(members)).c_str(), 4096, false, false);
+    ASSERT_TRUE(archive.FileIsGood());
+    for (int i = 0; i < 3100; ++i) // the last hundred are not members
+    {
+        std::string name = "SET" + std::to_string(i % 37) + "\\M" + std::to_string(i) + ".KOF";
+        Keys keys(name.c_str());
+        uint64_t d1 = 0, f1 = 0, d2 = 0, f2 = 0;
+        bool indexed = archive.FindFile(keys.kDir, keys.kFile, d1, f1, nullptr);
+        bool searched = archive.FindDirectory(keys.kDir, d2, nullptr) &&
+                        archive.FindFileInDirectory(d2, keys.kFile, f2, nullptr, false);
+        ASSERT_EQ(indexed, i < 3000) << name;
+        ASSERT_EQ(searched, indexed) << name;
+        EXPECT_TRUE(!indexed || (d1 == d2 && f1 == f2)) << name;
+    }
 }
 
+TEST(VXArchiveIndex, RefusesRepeatedKeysAndOversizedTables)
+{
+    VXFileEntry entries[2];
+    entries[0].kHash = entries[1].kHash = VXHash("a.kof", VXHash::HASH_FILE);
+    VXDirectoryEntry directory;
+    directory.kHash = VXHash("meshes", VXHash::HASH_RAW);
+    directory.uiEntryCount = 2;
+    directory.pEntries = entries;
+    VXArchiveIndex index;
+    EXPECT_FALSE(index.Build(&directory, 1));
+    EXPECT_FALSE(index.QBuilt());
+    directory.uiEntryCount = 1;
+    ASSERT_TRUE(index.Build(&directory, 1));
+    uint64_t d = 9, f = 9;
+    EXPECT_TRUE(index.Find(directory.kHash.Hash(), entries[0].kHash.Hash(), d, f));
+    EXPECT_TRUE(d == 0 && f == 0);
+    EXPECT_FALSE(index.Find(entries[0].kHash.Hash(), directory.kHash.Hash(), d, f));
+    directory.uiEntryCount = 0x10000;
+    EXPECT_FALSE(VXArchiveIndex().Build(&directory, 1));
+}
 TEST(ArchiveLookup, CollisionTestAndCachedIndices)
 {
     ArchiveSettingsScope settings;
     ArchiveManager::SetCheckRuntimeCollisions(true);
     TempDir dir;
-    Archive archive(WriteMembers(dir, kNames).c_str(), 262144, false, false);
+    Archive archive(Write(dir, kNameFlags).c_str(), 262144, false, false);
     uint64_t d = 0, f = 0;
     for (char const* path :
          {"meshes\\armor\\helmet.kof", "MESHES\\Armor\\HELMET.KOF", "readme.txt"})
-    {
-        Keys keys(path);
-        EXPECT_TRUE(archive.FindFile(keys.kDir, keys.kFile, d, f, path)) << path;
-    }
-    Keys helmet("meshes\\armor\\helmet.kof");
-    Keys sky("textures\\sky.dds");
+        EXPECT_TRUE(archive.FindFile(Keys(path).kDir, Keys(path).kFile, d, f, path)) << path;
+    Keys helmet("meshes\\armor\\helmet.kof"), sky("textures\\sky.dds");
     // A key hit with another name's text is a collision, until the cache answers.
     EXPECT_FALSE(archive.FindDirectory(sky.kDir, d, "other\\sky.dds"));
     EXPECT_TRUE(archive.FindDirectory(sky.kDir, d, "other\\sky.dds"));
@@ -82,7 +101,7 @@ TEST(ArchiveLookup, CollisionTestAndCachedIndices)
     EXPECT_TRUE(archive.FindDirectory(sky.kDir, d, nullptr));
     EXPECT_FALSE(archive.FindFileInDirectory(d, sky.kFile, f, "textures\\cloud.dds", false));
     // The same test with the names on disk.
-    TestArchive cleaned(WriteMembers(dir, kNames, "b.vxa").c_str(), 262144, false, false);
+    TestArchive cleaned(Write(dir, kNameFlags, "b.vxa").c_str(), 262144, false, false);
     cleaned.DeleteDirectoryStringArray();
     cleaned.DeleteFilenameStringArray(false);
     EXPECT_TRUE(cleaned.FindFile(helmet.kDir, helmet.kFile, d, f, "meshes\\armor\\helmet.kof"));
@@ -93,20 +112,18 @@ TEST(ArchiveLookup, NamesFromMemoryAndDisk)
 {
     ArchiveSettingsScope settings;
     TempDir dir;
-    auto members = MakeMembers(0);
-    TestArchive archive(WriteMembers(dir, kResident).c_str(), 262144, false, false);
+    TestArchive archive(Write(dir, kResident).c_str(), 262144, false, false);
     ASSERT_TRUE(archive.GetHasFileStrings() && archive.GetHasDirectoryStrings());
-    auto expectNames = [&](TestArchive& a)
+    auto expectNames = [&](Archive& a)
     {
-        for (TestMember const& member : members)
+        for (TestMember const& member : MakeMembers(0))
         {
             Keys keys(member.sPath.c_str());
             uint64_t d = 0, f = 0;
             ASSERT_TRUE(a.FindFile(keys.kDir, keys.kFile, d, f, nullptr));
             std::string path = std::string(a.GetDirectoryString(d)) + "\\" + a.GetFileString(d, f);
-            std::string expected =
-                member.sPath.find('\\') == std::string::npos ? ".\\" + member.sPath : member.sPath;
-            EXPECT_EQ(path, expected);
+            bool root = member.sPath.find('\\') == std::string::npos;
+            EXPECT_EQ(path, root ? ".\\" + member.sPath : member.sPath);
             EXPECT_STREQ(a.GetFileNameForFileEntry(&a.GetDirectory(d)->pEntries[f]),
                          a.GetFileString(d, f));
         }
@@ -117,53 +134,43 @@ TEST(ArchiveLookup, NamesFromMemoryAndDisk)
     archive.DeleteDirectoryStringArray();
     EXPECT_FALSE(archive.GetHasFileStrings() || archive.GetHasDirectoryStrings());
     expectNames(archive);
-    char* first = archive.GetFileString(0, 0);
-    std::string firstName = first;
-    char* second = archive.GetFileString(1, 0);
-    EXPECT_EQ(first, second); // one scratch: the first result changed
-    EXPECT_NE(firstName, std::string(first));
     // No offsets: the table is scanned from its start.
     archive.DeleteFilenameStringArray(false);
     ArchiveManager::SetRetainFilenameOffsetTable(0);
     expectNames(archive);
     // A primary archive frees nothing but loses the flags all the same.
     ArchiveManager::SetRetainTables(2, 2, 2);
-    TestArchive primary(WriteMembers(dir, kNames, "p.vxa").c_str(), 262144, false, false);
+    TestArchive primary(Write(dir, kNameFlags, "p.vxa").c_str(), 262144, false, false);
     primary.SetPrimary(true);
     primary.DeleteFilenameStringArray(false);
     EXPECT_FALSE(primary.GetHasFileStrings());
     primary.SetPrimary(false);
     expectNames(primary);
-    // Without names in the archive there are none to give.
-    Archive bare(WriteMembers(dir, 0, "bare.vxa").c_str(), 262144, false, false);
-    EXPECT_EQ(bare.GetFileString(0, 0), nullptr);
-    EXPECT_EQ(bare.GetDirectoryString(0), nullptr);
-}
-
-TEST(ArchiveLookup, StringsLoadOnlyWhenAskedFor)
-{
-    ArchiveSettingsScope settings;
+    // Nothing retained: nothing is loaded at open, names are scanned for when asked.
     ArchiveManager::SetRetainTables(0, 0, 0);
-    TempDir dir;
-    Archive archive(WriteMembers(dir, kNames).c_str(), 262144, false, false);
-    EXPECT_FALSE(archive.QLoadStrings());
-    EXPECT_FALSE(archive.GetHasFileStrings());
-    EXPECT_STREQ(archive.GetFileString(0, 0), archive.GetFileString(0, 0));
-    ASSERT_NE(archive.GetDirectoryString(1), nullptr);
-    VXArchiveWriterOptions options;
-    options.uiFlags = kNames | VXArchiveHeader::AF_RETAIN_STRINGS_DURING_STARTUP;
-    Archive startup(SaveArchive(dir, BuildArchive(MakeMembers(0), options), "s.vxa").c_str(),
-                    262144, false, false);
-    EXPECT_TRUE(startup.GetHasFileStrings());
+    Archive lazy(Write(dir, kNameFlags, "l.vxa").c_str(), 262144, false, false);
+    EXPECT_FALSE(lazy.QLoadStrings() || lazy.GetHasFileStrings());
+    expectNames(lazy);
     EXPECT_TRUE(Archive::CheckRetain(true, 1) && !Archive::CheckRetain(false, 1) &&
                 !Archive::CheckRetain(true, 0) && Archive::CheckRetain(false, 5));
+    // Without names, or without members, there are none to give.
+    Archive bare(Write(dir, 0, "bare.vxa").c_str(), 262144, false, false);
+    EXPECT_EQ(bare.GetFileString(0, 0), nullptr);
+    EXPECT_EQ(bare.GetDirectoryString(0), nullptr);
+    std::vector<uint8_t> empty = BuildArchive({});
+    EXPECT_EQ(empty.size(), 36u);
+    Archive none(SaveArchive(dir, empty, "none.vxa").c_str(), 262144, false, false);
+    EXPECT_FALSE(none.GetDisabled());
+    EXPECT_FALSE(OpenMember(none, "a\\b.kof"));
+    EXPECT_EQ(none.GetFile(0, 0, 0, nullptr), nullptr);
+    EXPECT_EQ(none.GetDirectoryString(0), nullptr);
 }
 
 TEST(ArchiveLookup, OwnerOffsetAndLooseTwins)
 {
     ArchiveSettingsScope settings;
     TempDir dir;
-    Archive archive(WriteMembers(dir, kResident).c_str(), 262144, false, false);
+    Archive archive(Write(dir, kResident).c_str(), 262144, false, false);
     Keys helmet("meshes\\armor\\helmet.kof");
     uint64_t d = 0, f = 0;
     ASSERT_TRUE(archive.FindFile(helmet.kDir, helmet.kFile, d, f, nullptr));

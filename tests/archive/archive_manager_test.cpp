@@ -1,15 +1,70 @@
+// The manager: archive types by extension, name trimming and the settings statics; then
+// over a file view, load order, the last-archive hint, type masks, removing masters and the
+// start-up clean-up.
 #include "FileViewKit.h"
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 namespace
 {
-using vxtest::TestMember;
 constexpr auto kStored = VXArchiveWriter::MC_STORED;
+using ArchiveManagerTest = vxtest::FileViewTest;
 
-class ArchiveManagerTest : public vxtest::FileViewTest
+TEST(ArchiveSettings, TypeFromExtensionAfterSort)
 {
-};
+    ArchiveManager::SortArchiveTypeExtensions();
+    for (unsigned int i = 1; i < ArchiveManager::uiExtensionCountS; ++i)
+        EXPECT_LT(std::strcmp(ArchiveManager::ArchiveTypeExtensionsMap[i - 1].acExtension,
+                              ArchiveManager::ArchiveTypeExtensionsMap[i].acExtension),
+                  0);
+    EXPECT_EQ(ArchiveManager::GetArchiveTypeFromFileName("a.h"), ARCHIVE_TYPE_SHADERS);
+    EXPECT_EQ(ArchiveManager::GetArchiveTypeFromFileName("a.kf"), ARCHIVE_TYPE_MESHES);
+    EXPECT_EQ(ArchiveManager::GetArchiveTypeFromFileName("x\\A.DDS"), ARCHIVE_TYPE_TEXTURES);
+    EXPECT_EQ(ArchiveManager::GetArchiveTypeFromFileName("a.xyz"), ARCHIVE_TYPE_MISC);
+    EXPECT_EQ(ArchiveManager::GetArchiveTypeFromFileName("a.ddsx"), ARCHIVE_TYPE_MISC);
+    EXPECT_EQ(ArchiveManager::GetArchiveTypeFromFileName("h"), ARCHIVE_TYPE_SHADERS);
+    EXPECT_EQ(ArchiveManager::GetArchiveTypeFromFileName(""), ARCHIVE_TYPE_MISC);
+    // Every row of the map is found through the bisection.
+    for (ArchiveTypeExtension const& row : ArchiveManager::ArchiveTypeExtensionsMap)
+        EXPECT_EQ(ArchiveManager::GetArchiveTypeFromFileExtension(row.acExtension), row.eType);
+    EXPECT_EQ(ArchiveManager::GetArchiveTypeFromFileExtension(".ogg"), ARCHIVE_TYPE_VOICES);
+    EXPECT_EQ(ArchiveManager::GetArchiveTypeFromFileExtension("a.h"), ARCHIVE_TYPE_SHADERS);
+}
+
+TEST(ArchiveSettings, TrimAndStandardize)
+{
+    EXPECT_STREQ(ArchiveManager::TrimFileName("Data\\meshes\\a.kof"), "meshes\\a.kof");
+    EXPECT_STREQ(ArchiveManager::TrimFileName("\\data\\meshes\\a.kof"), "meshes\\a.kof");
+    EXPECT_STREQ(ArchiveManager::TrimFileName("DATA\\meshes\\a.kof"), "DATA\\meshes\\a.kof");
+    char out[260];
+    StandardizeModelPath("armor\\a.kof", out, sizeof(out));
+    EXPECT_STREQ(out, "meshes\\armor\\a.kof");
+    StandardizeModelPath("MESHES\\a.kof", out, sizeof(out));
+    EXPECT_STREQ(out, "MESHES\\a.kof");
+    StandardizeModelPath("a.spt", out, sizeof(out));
+    EXPECT_STREQ(out, "Treesa.spt");
+    StandardizeModelPath("armor\\a.kof", out, 10);
+    EXPECT_STREQ(out, "meshes\\ar");
+}
+
+TEST(ArchiveSettings, InitCopiesAndStartupDefaults)
+{
+    vxtest::ArchiveSettingsScope settings;
+    ArchiveManager::Init(true, "C:\\game\\", nullptr, 4096);
+    EXPECT_STREQ(ArchiveManager::QMasterFilePath(), "C:\\game\\");
+    EXPECT_STREQ(ArchiveManager::sMasterArchiveList, "");
+    ArchiveManager::SetInvalidation(false, "inv.txt");
+    EXPECT_STREQ(ArchiveManager::sArchiveInvalidationFile, "inv.txt");
+    ArchiveManager::SetStartupFinished();
+    EXPECT_EQ(ArchiveManager::QArchiveFileBufferSize(), 0x20000u);
+    EXPECT_EQ(ArchiveManager::QMasterArchiveBufferSize(ARCHIVE_INDEX_SOUNDS), 65536u);
+    EXPECT_EQ(ArchiveManager::QMasterArchiveBufferSize(ARCHIVE_INDEX_MISC), 10240u);
+    ArchiveManager::Shutdown();
+    EXPECT_EQ(ArchiveManager::sArchiveInvalidationFile, nullptr);
+    EXPECT_EQ(ArchiveManager::sMasterArchiveList, nullptr);
+}
 
 TEST_F(ArchiveManagerTest, ListFirstThenLoadOrderAndTheFirstOpenedWins)
 {
@@ -44,9 +99,8 @@ TEST_F(ArchiveManagerTest, MissingAndBrokenArchivesLeaveTheOthersServing)
 
 TEST_F(ArchiveManagerTest, TypeGivenAtOpenReplacesTheHeaderType)
 {
-    VXArchiveWriterOptions meshes;
-    meshes.usArchiveType = ARCHIVE_TYPE_MESHES;
-    Pack("Typed.vxa", {{"meshes\\a.kof", "typed", kStored}}, meshes);
+    Pack("Typed.vxa", {{"meshes\\a.kof", "typed", kStored}},
+         {.usArchiveType = ARCHIVE_TYPE_MESHES});
     ASSERT_TRUE(Start("", false));
     Archive* archive = ArchiveManager::OpenArchive("Typed.vxa", ARCHIVE_TYPE_TEXTURES, false);
     ASSERT_NE(archive, nullptr);

@@ -11,15 +11,21 @@ using namespace vxtest;
 
 namespace
 {
-constexpr uint32_t kDefaultFlags =
-    VXArchiveHeader::AF_DIRECTORY_STRINGS | VXArchiveHeader::AF_FILE_STRINGS;
+constexpr uint32_t kPacked = VXArchiveHeader::AF_COMPRESSED;
+constexpr uint32_t kEmbedded = VXArchiveHeader::AF_EMBEDDED_FILE_NAMES;
+constexpr auto kStored = VXArchiveWriter::MC_STORED;
 
-VXArchiveWriterOptions Options(uint32_t flags, uint32_t version = VXArchiveHeader::VERSION)
+// Reads two members in turns of different sizes: each reader must find the shared stream
+// where it left it.
+std::pair<std::string, std::string> ReadInTurns(KoBinaryStream& a, KoBinaryStream& b, size_t chunk)
 {
-    VXArchiveWriterOptions options;
-    options.uiFlags = flags;
-    options.uiVersion = version;
-    return options;
+    std::string gotA, gotB, block(chunk, '\0');
+    for (uint64_t na = 1, nb = 1; na || nb;)
+    {
+        gotA.append(block.data(), na = a.Read(block.data(), chunk));
+        gotB.append(block.data(), nb = b.Read(block.data(), chunk / 2 + 1));
+    }
+    return {gotA, gotB};
 }
 } // namespace
 
@@ -27,123 +33,114 @@ TEST(ArchiveRead, RoundTripEveryLayout)
 {
     ArchiveSettingsScope settings;
     TempDir dir;
-    uint32_t const layouts[] = {
-        kDefaultFlags, kDefaultFlags | VXArchiveHeader::AF_COMPRESSED,
-        kDefaultFlags | VXArchiveHeader::AF_EMBEDDED_FILE_NAMES,
-        VXArchiveHeader::AF_COMPRESSED | VXArchiveHeader::AF_EMBEDDED_FILE_NAMES, 0};
+    uint32_t const layouts[] = {kNameFlags, kNameFlags | kPacked, kNameFlags | kEmbedded,
+                                kPacked | kEmbedded, 0};
     size_t const chunks[] = {1, 7, 4096, 1 << 20};
-    for (uint32_t flags : layouts)
-    {
-        auto members = MakeMembers(flags);
-        Archive archive(SaveArchive(dir, BuildArchive(members, Options(flags))).c_str(), 262144,
-                        false, false);
-        ASSERT_TRUE(archive.FileIsGood());
-        ASSERT_FALSE(archive.GetDisabled());
-        EXPECT_EQ(archive.QFileCount(), members.size());
-        for (size_t i = 0; i < members.size(); ++i)
+    // Version 103 predates embedded names: the flag is cleared on load.
+    for (uint32_t version : {104u, 103u})
+        for (uint32_t flags : layouts)
         {
-            TestMember const& member = members[i];
-            SCOPED_TRACE(member.sPath + " flags " + std::to_string(flags));
-            for (uint64_t bufferSize : {uint64_t{0}, uint64_t{VXFile::WHOLE_FILE_BUFFER}})
+            auto members = MakeMembers(flags);
+            VXArchiveLayout placed;
+            std::vector<uint8_t> image =
+                BuildArchive(members, {.uiFlags = flags, .uiVersion = version}, &placed);
+            // The toggle, bit 30 of the little-endian size word, marks the default's exceptions.
+            for (auto const& member : placed.kMembers)
+                EXPECT_EQ(bool(image[member.uiRecordOffset + 11] & 0x40),
+                          member.bCompressed != bool(flags & kPacked));
+            Archive archive(SaveArchive(dir, image).c_str(), 262144, false, false);
+            ASSERT_TRUE(archive.FileIsGood() && !archive.GetDisabled());
+            EXPECT_EQ(archive.QEmbeddedFileNames(), (flags & kEmbedded) && version > 103);
+            EXPECT_EQ(archive.QFileCount(), members.size());
+            for (size_t i = 0; i < members.size(); ++i)
             {
-                auto file = OpenMember(archive, member.sPath.c_str(), bufferSize);
-                ASSERT_TRUE(file);
-                // A raw member's size counts its embedded name, a compressed one's doesn't.
-                size_t frame = 0;
-                if (archive.QEmbeddedFileNames() &&
-                    !dynamic_cast<CompressedArchiveFile*>(file.get()))
-                    frame = 1 + std::strlen(file->FileName());
-                EXPECT_EQ(file->GetSize(), member.sBytes.size() + frame);
-                EXPECT_EQ(ReadAll(*file, chunks[i % 4]), member.sBytes);
-                EXPECT_EQ(file->Read(nullptr, 1), 0u);
+                TestMember const& member = members[i];
+                TestMember const& next = members[(i + 1) % members.size()];
+                SCOPED_TRACE(member.sPath + " flags " + std::to_string(flags) + " v" +
+                             std::to_string(version));
+                for (uint64_t bufferSize : {uint64_t{0}, uint64_t{VXFile::WHOLE_FILE_BUFFER}})
+                {
+                    auto file = OpenMember(archive, member.sPath.c_str(), bufferSize);
+                    auto other = OpenMember(archive, next.sPath.c_str(), bufferSize);
+                    ASSERT_TRUE(file && other);
+                    // A raw member's size counts its embedded name, a compressed one's doesn't.
+                    bool raw = !dynamic_cast<CompressedArchiveFile*>(file.get());
+                    size_t frame =
+                        archive.QEmbeddedFileNames() && raw ? 1 + std::strlen(file->FileName()) : 0;
+                    EXPECT_EQ(file->GetSize(), member.sBytes.size() + frame);
+                    auto [got, gotOther] = ReadInTurns(*file, *other, chunks[i % 4]);
+                    EXPECT_EQ(got, member.sBytes);
+                    EXPECT_EQ(gotOther, next.sBytes);
+                    EXPECT_EQ(file->Read(nullptr, 1), 0u);
+                }
             }
+            EXPECT_FALSE(OpenMember(archive, "meshes\\armor\\absent.kof"));
+            EXPECT_FALSE(OpenMember(archive, "nowhere\\helmet.kof"));
         }
-        EXPECT_FALSE(OpenMember(archive, "meshes\\armor\\absent.kof"));
-        EXPECT_FALSE(OpenMember(archive, "nowhere\\helmet.kof"));
-    }
 }
 
-TEST(ArchiveRead, CompressionFollowsTheToggleBit)
-{
-    ArchiveSettingsScope settings;
-    TempDir dir;
-    std::string text(50000, 'x');
-    for (uint32_t flags : {kDefaultFlags, kDefaultFlags | VXArchiveHeader::AF_COMPRESSED})
-    {
-        VXArchiveWriter writer(Options(flags));
-        writer.AddFile("a\\raw.bin", text, VXArchiveWriter::MC_STORED);
-        writer.AddFile("a\\packed.bin", text, VXArchiveWriter::MC_COMPRESSED);
-        std::vector<uint8_t> bytes;
-        ASSERT_TRUE(writer.WriteToMemory(bytes));
-        for (auto const& placed : writer.QLayout().kMembers)
-        {
-            uint32_t sizeWord = 0;
-            std::memcpy(&sizeWord, bytes.data() + placed.uiRecordOffset + 8, 4);
-            bool toggled = sizeWord & VXFileEntry::COMPRESSION_TOGGLE;
-            EXPECT_EQ(toggled, placed.bCompressed != bool(flags & VXArchiveHeader::AF_COMPRESSED));
-        }
-        Archive archive(SaveArchive(dir, bytes).c_str(), 262144, false, false);
-        auto raw = OpenMember(archive, "a\\raw.bin");
-        auto packed = OpenMember(archive, "a\\packed.bin");
-        ASSERT_TRUE(raw && packed);
-        EXPECT_EQ(dynamic_cast<CompressedArchiveFile*>(raw.get()), nullptr);
-        ASSERT_NE(dynamic_cast<CompressedArchiveFile*>(packed.get()), nullptr);
-        EXPECT_EQ(packed->GetSize(), text.size());
-        EXPECT_LT(packed->FileSize(), 1000u); // stored bytes
-        EXPECT_EQ(ReadAll(*packed, 999), text);
-    }
-}
-
-TEST(ArchiveRead, SeeksOnRawAndCompressedMembers)
+TEST(ArchiveRead, SeeksAndStrings)
 {
     ArchiveSettingsScope settings;
     TempDir dir;
     std::string bytes = RandomBytes(3000, 1);
-    VXArchiveWriter writer(Options(kDefaultFlags));
-    writer.AddFile("m\\raw.bin", bytes);
-    writer.AddFile("m\\packed.bin", bytes, VXArchiveWriter::MC_COMPRESSED);
-    std::vector<uint8_t> image;
-    ASSERT_TRUE(writer.WriteToMemory(image));
+    std::vector<uint8_t> image =
+        BuildArchive({{"m\\raw.bin", bytes, kStored},
+                      {"m\\packed.bin", bytes, VXArchiveWriter::MC_COMPRESSED},
+                      {"m\\strings.bin", std::string("ab\0hello\0tail", 14), kStored}});
     Archive archive(SaveArchive(dir, image).c_str(), 262144, false, false);
     auto raw = OpenMember(archive, "m\\raw.bin");
     ASSERT_TRUE(raw);
-    char c = 0;
-    raw->Seek(-10, KoFile::ms_iSeekEnd);
-    EXPECT_EQ(raw->Tell(), 2990u);
-    raw->Seek(10, KoFile::ms_iSeekEnd);
-    EXPECT_EQ(raw->Tell(), 2990u);
-    raw->Read(&c, 1);
-    EXPECT_EQ(c, bytes[2990]);
-    raw->Seek(-5000, KoFile::ms_iSeekCur); // wraps, lands on the end
-    EXPECT_EQ(raw->Tell(), 3000u);
-    raw->Seek(99999, KoFile::ms_iSeekSet);
-    EXPECT_EQ(raw->Tell(), 3000u);
-    EXPECT_EQ(raw->Read(&c, 1), 0u);
-    raw->Seek(100, KoFile::ms_iSeekSet);
-    raw->Read(&c, 1);
-    raw->Seek(-51, KoFile::ms_iSeekCur); // back inside the private buffer
-    raw->Read(&c, 1);
-    EXPECT_EQ(c, bytes[50]);
-
+    // Offsets clamp to the member; from the end the sign is ignored; a wrapped one ends it.
+    struct Step
+    {
+        int iWhence;
+        int64_t iOffset;
+        uint64_t uiAt;
+    } const steps[] = {{KoFile::ms_iSeekSet, 100, 100},    {KoFile::ms_iSeekCur, -51, 50},
+                       {KoFile::ms_iSeekSet, 99999, 3000}, {KoFile::ms_iSeekEnd, -10, 2990},
+                       {KoFile::ms_iSeekEnd, 10, 2990},    {KoFile::ms_iSeekCur, -5000, 3000}};
+    for (Step const& step : steps)
+    {
+        raw->Seek(step.iOffset, step.iWhence);
+        EXPECT_EQ(raw->Tell(), step.uiAt);
+        char c = 0;
+        EXPECT_EQ(raw->Read(&c, 1), step.uiAt < 3000 ? 1u : 0u);
+        EXPECT_EQ(c, step.uiAt < 3000 ? bytes[step.uiAt] : 0);
+    }
     auto packed = OpenMember(archive, "m\\packed.bin");
     ASSERT_TRUE(packed);
+    char c = 0;
     packed->Read(&c, 1);
-    packed->Seek(100, KoFile::ms_iSeekSet); // skips forward from here
+    packed->Seek(100, KoFile::ms_iSeekSet); // a stream only skips forward, from here
     packed->Read(&c, 1);
     EXPECT_EQ(c, bytes[101]);
     packed->Seek(5000, KoFile::ms_iSeekSet);
     EXPECT_EQ(packed->Read(&c, 1), 0u);
+
+    auto strings = OpenMember(archive, "m\\strings.bin");
+    ASSERT_TRUE(strings);
+    VXStringT<char> text;
+    strings->Seek(3, KoFile::ms_iSeekSet);
+    EXPECT_EQ(strings->ReadString(text, 100), 5u);
+    EXPECT_STREQ(text.QString(), "hello");
+    EXPECT_EQ(strings->Tell(), 8u);
+    strings->Seek(9, KoFile::ms_iSeekSet);
+    EXPECT_EQ(strings->ReadString(text, 100), 4u); // the member's end ends the string
+    EXPECT_STREQ(text.QString(), "tail");
 }
 
-TEST(ArchiveRead, EmbeddedNamesAndOldVersions)
+TEST(ArchiveRead, EmbeddedNameFrames)
 {
     ArchiveSettingsScope settings;
     TempDir dir;
-    uint32_t flags = kDefaultFlags | VXArchiveHeader::AF_EMBEDDED_FILE_NAMES;
-    VXArchiveWriter writer(Options(flags));
-    writer.AddFile("textures\\a.dds", std::string("payload"));
-    std::vector<uint8_t> image;
-    ASSERT_TRUE(writer.WriteToMemory(image));
+    VXArchiveLayout layout;
+    std::vector<uint8_t> image =
+        BuildArchive({{"textures\\a.dds", "payload", kStored}, {"x\\b.bin", "xy", kStored}},
+                     {.uiFlags = kNameFlags | kEmbedded}, &layout);
+    for (auto const& member : layout.kMembers)
+        if (member.sPath == "x\\b.bin")
+            image[member.uiDataOffset] = 255; // claims 255 name bytes of 7
     Archive archive(SaveArchive(dir, image).c_str(), 262144, false, false);
     auto file = OpenMember(archive, "textures\\a.dds");
     ASSERT_TRUE(file);
@@ -152,66 +149,13 @@ TEST(ArchiveRead, EmbeddedNamesAndOldVersions)
     EXPECT_EQ(file->GetSize(), 13u); // the stored size counts the name
     EXPECT_EQ(ReadAll(*file, 4), "payload");
     file->Seek(0, KoFile::ms_iSeekSet); // the frame includes the length byte
-    char length = 0;
-    file->Read(&length, 1);
-    EXPECT_EQ(length, 5);
-
-    // Version 103: the flag is cleared on load and members carry no name.
-    Archive old(
-        SaveArchive(dir, BuildArchive(MakeMembers(3), Options(flags, 103)), "old.vxa").c_str(),
-        262144, false, false);
-    EXPECT_FALSE(old.QEmbeddedFileNames());
-    for (TestMember const& member : MakeMembers(3))
-    {
-        auto reader = OpenMember(old, member.sPath.c_str());
-        ASSERT_TRUE(reader);
-        EXPECT_EQ(ReadAll(*reader, 512), member.sBytes);
-    }
-}
-
-TEST(ArchiveRead, ReadStringStopsAtTheTerminator)
-{
-    ArchiveSettingsScope settings;
-    TempDir dir;
-    VXArchiveWriter writer(Options(kDefaultFlags));
-    writer.AddFile("s\\strings.bin", std::string("ab\0hello\0tail", 14));
-    std::vector<uint8_t> image;
-    ASSERT_TRUE(writer.WriteToMemory(image));
-    Archive archive(SaveArchive(dir, image).c_str(), 262144, false, false);
-    auto file = OpenMember(archive, "s\\strings.bin");
-    ASSERT_TRUE(file);
-    char skip[3];
-    file->Read(skip, 3);
-    VXStringT<char> text;
-    EXPECT_EQ(file->ReadString(text, 100), 5u);
-    EXPECT_STREQ(text.QString(), "hello");
-    EXPECT_EQ(file->Tell(), 8u);
-    file->Seek(9, KoFile::ms_iSeekSet);
-    EXPECT_EQ(file->ReadString(text, 100), 4u); // the member's end ends the string
-    EXPECT_STREQ(text.QString(), "tail");
-}
-
-TEST(ArchiveRead, TwoReadersInterleaved)
-{
-    ArchiveSettingsScope settings(64); // small private buffers: both go to the archive often
-    TempDir dir;
-    auto members = MakeMembers(7);
-    Archive archive(SaveArchive(dir, BuildArchive(members, Options(kDefaultFlags))).c_str(), 262144,
-                    false, false);
-    auto a = OpenMember(archive, members[1].sPath.c_str());
-    auto b = OpenMember(archive, members[3].sPath.c_str());
-    ASSERT_TRUE(a && b);
-    std::string gotA, gotB;
-    char block[37];
-    for (;;)
-    {
-        uint64_t na = a->Read(block, sizeof(block));
-        gotA.append(block, na);
-        uint64_t nb = b->Read(block, 13);
-        gotB.append(block, nb);
-        if (na == 0 && nb == 0)
-            break;
-    }
-    EXPECT_EQ(gotA, members[1].sBytes);
-    EXPECT_EQ(gotB, members[3].sBytes);
+    char c = 0;
+    file->Read(&c, 1);
+    EXPECT_EQ(c, 5);
+    // A name longer than its member takes the member and leaves nothing to read.
+    auto lying = OpenMember(archive, "x\\b.bin");
+    ASSERT_TRUE(lying);
+    EXPECT_STREQ(lying->FileName(), "b.binxy");
+    EXPECT_EQ(lying->Tell(), 8u);
+    EXPECT_EQ(lying->Read(&c, 1), 0u);
 }

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 
 namespace
 {
@@ -51,73 +52,62 @@ TEST(VXHash, KeyTableComesOutBitForBit)
         unsigned char bytes[8];
         std::memcpy(bytes, &key, 8); // memory order is file order
         EXPECT_EQ(0, std::memcmp(bytes, c.ucBytes, 4));
-        unsigned int crc = 0;
-        std::memcpy(&crc, bytes + 4, 4);
-        EXPECT_EQ(crc, c.uiCRC);
+        EXPECT_EQ(0, std::memcmp(bytes + 4, &c.uiCRC, 4));
         unsigned char last, last2, length, first;
+        unsigned int crc;
         key.GetAll(last, last2, length, first, crc);
         EXPECT_EQ(last, c.ucBytes[0]);
         EXPECT_EQ(first, c.ucBytes[3]);
-        EXPECT_EQ(crc, c.uiCRC);
         EXPECT_EQ(0, key.Compare(VXHash(last, last2, length, first, crc)));
     }
 }
 
-TEST(VXHash, PathSplitsFeedTheTable)
+TEST(VXHash, PathSplitsAndEdges)
 {
     EXPECT_EQ(FileKey("textures\\armor\\helmet.dds"), 0xC003E2AB6806E5F4ull);
     EXPECT_EQ(FileKey("MESHES/Walk.KF"), 0x1711E44A77046CEBull);
     EXPECT_EQ(DirKey("meshes\\armor\\a.kof"), 0xB6E5BFE86D0C6F72ull);
     EXPECT_EQ(DirKey("meshes\\armor\\"), 0xB6E5BFE86D0C6F72ull);
-    // Without a trailing separator the last component is taken for a file name.
-    EXPECT_EQ(DirKey("a\\b"), VXHash("a", VXHash::HASH_RAW).Hash());
-    EXPECT_EQ(DirKey("a\\b\\"), VXHash("a\\b", VXHash::HASH_RAW).Hash());
-    // Slashes are split on but hashed as they stand.
-    EXPECT_NE(DirKey("a/b/c.kof"), DirKey("a\\b\\c.kof"));
-    VXHash dir, file;
-    VXHash::MakeDirAndFile("meshes\\armor\\a.kof", dir, file);
-    EXPECT_EQ(dir.Hash(), DirKey("meshes\\armor\\a.kof"));
-    EXPECT_EQ(file.Hash(), FileKey("meshes\\armor\\a.kof"));
-    VXHash::MakeDirAndFile("a.kof", dir, file);
-    EXPECT_EQ(dir.Hash(), VXHash(".", VXHash::HASH_RAW).Hash());
-    EXPECT_EQ(DirKey(""), VXHash(".", VXHash::HASH_RAW).Hash());
-    EXPECT_EQ(DirKey("x"), VXHash(".", VXHash::HASH_RAW).Hash());
+    // Without a trailing separator the last component is a file name; no directory is ".".
+    // The lookup's own split, MakeDirAndFile, must agree with the constructors.
+    std::pair<char const*, char const*> const dirs[] = {
+        {"a\\b", "a"}, {"a\\b\\", "a\\b"}, {"", "."},
+        {"x", "."},    {"a.kof", "."},     {"meshes\\armor\\a.kof", "meshes\\armor"}};
+    for (auto [path, raw] : dirs)
+    {
+        VXHash dir, file;
+        VXHash::MakeDirAndFile(path, dir, file);
+        EXPECT_EQ(DirKey(path), VXHash(raw, VXHash::HASH_RAW).Hash()) << path;
+        EXPECT_EQ(dir.Hash(), DirKey(path)) << path;
+        EXPECT_EQ(file.Hash(), FileKey(path)) << path;
+    }
+    EXPECT_NE(DirKey("a/b/c.kof"), DirKey("a\\b\\c.kof")); // split on, hashed as they stand
     EXPECT_EQ(VXHash("x", static_cast<VXHash::HASHPROCESS>(7)).Hash(), DirKey("x"));
-}
-
-TEST(VXHash, EmptyNamesAndLengths)
-{
-    EXPECT_EQ(FileKey("meshes\\.kof"), 0u);
-    EXPECT_EQ(VXHash("", VXHash::HASH_RAW).Hash(), 0u);
-    EXPECT_EQ(FileKey(""), 0u);
-    std::string longName(300, 'q');
-    EXPECT_EQ(VXHash(longName.c_str(), VXHash::HASH_RAW).Length(), 44);
+    for (uint64_t empty :
+         {FileKey("meshes\\.kof"), FileKey(""), VXHash("", VXHash::HASH_RAW).Hash()})
+        EXPECT_EQ(empty, 0u);
+    EXPECT_EQ(VXHash(std::string(300, 'q').c_str(), VXHash::HASH_RAW).Length(), 44);
     EXPECT_EQ(VXHash("abcdef", VXHash::HASH_RAW).CRC(), VXHash("ABCDEF", VXHash::HASH_RAW).CRC());
 }
 
 TEST(VXHash, ExtensionIndexAndItsFourBytes)
 {
-    EXPECT_EQ(VXHash("a.kof", VXHash::HASH_FILE).ExtensionIndex(), 1);
-    EXPECT_EQ(VXHash("a.kf", VXHash::HASH_FILE).ExtensionIndex(), 2);
-    EXPECT_EQ(VXHash("a.dds", VXHash::HASH_FILE).ExtensionIndex(), 3);
-    EXPECT_EQ(VXHash("a.wav", VXHash::HASH_FILE).ExtensionIndex(), 4);
+    // The extension's first four bytes decide: ".ddsx" counts as ".dds", ".kfx" as nothing.
+    std::pair<char const*, int> const indices[] = {{"a.kof", 1}, {"a.kf", 2},      {"a.dds", 3},
+                                                   {"a.wav", 4}, {"sound.adp", 5}, {"a.ddsx", 3},
+                                                   {"a.kfx", 0}, {"a.txt", 0},     {"a", 0}};
+    for (auto [name, index] : indices)
+        EXPECT_EQ(VXHash(name, VXHash::HASH_FILE).ExtensionIndex(), index) << name;
     VXHash adp("sound.adp", VXHash::HASH_FILE);
-    EXPECT_EQ(adp.ExtensionIndex(), 5);
     unsigned char last, last2, length, first;
     unsigned int crc;
     adp.GetAll(last, last2, length, first, crc);
-    EXPECT_TRUE(first & 0x80);
-    EXPECT_TRUE(last2 & 0x80);
-    EXPECT_FALSE(last & 0x80);
+    EXPECT_TRUE((first & 0x80) && (last2 & 0x80) && !(last & 0x80)); // the index rides in high bits
     EXPECT_EQ(adp.First(), 's');
     EXPECT_EQ(adp.Last2(), 'n');
-    EXPECT_EQ(VXHash("a.ddsx", VXHash::HASH_FILE).ExtensionIndex(), 3); // four bytes compared
-    EXPECT_EQ(VXHash("a.kfx", VXHash::HASH_FILE).ExtensionIndex(), 0);
-    EXPECT_EQ(VXHash("a.txt", VXHash::HASH_FILE).ExtensionIndex(), 0);
-    EXPECT_EQ(VXHash("a", VXHash::HASH_FILE).ExtensionIndex(), 0);
 }
 
-TEST(VXHash, CompareAndEquality)
+TEST(VXHash, CompareAndWildCards)
 {
     VXHash a("a.kof", VXHash::HASH_FILE), b("b.kof", VXHash::HASH_FILE),
         a2("A.KOF", VXHash::HASH_FILE);
@@ -127,10 +117,6 @@ TEST(VXHash, CompareAndEquality)
     EXPECT_EQ(b.Compare(a), a.Hash() < b.Hash() ? 1 : -1);
     VXHash high(0, 0, 0, 0, 0x80000000u), low(0xFF, 0xFF, 0xFF, 0xFF, 1);
     EXPECT_EQ(high.Compare(low), 1); // CRC is the high word, compared unsigned
-}
-
-TEST(VXHash, WildCardCompare)
-{
     VXHash dds("*.dds", VXHash::HASH_FILE);
     EXPECT_EQ(dds.WildCardCompare(VXHash("helmet.dds", VXHash::HASH_FILE)), 0);
     EXPECT_EQ(dds.WildCardCompare(VXHash("zz.dds", VXHash::HASH_FILE)), 0);

@@ -1,36 +1,54 @@
-// Shared by the system file tests: page-aligned blocks for unbuffered transfers, and
-// whole-file opens in one line.
+// Shared by the system file tests: page-aligned blocks for unbuffered transfers, whole-file
+// opens in one line, and a functor that records its completion.
 #pragma once
 
 #include "vxsystem/VXSystemFile.h"
+#include "vxsystem/VXSystemFileAsyncFunctor.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace sysfiletest
 {
+using VF = VXSystemFile;
 constexpr size_t kBlock = 4096;
 
-struct FreeDeleter
+using Block = std::unique_ptr<char, void (*)(void*)>;
+
+// size is a multiple of kBlock.
+inline Block AlignedBlock(size_t size, char fill = 0)
 {
-    void operator()(void* p) const { std::free(p); }
+    Block block(static_cast<char*>(std::aligned_alloc(kBlock, size)),
+                [](void* p) { std::free(p); });
+    std::memset(block.get(), fill, size);
+    return block;
+}
+
+inline VF Open(std::string const& path, VF::AccessMode access, VF::OpenMode open,
+               bool async = false)
+{
+    return VF(path.c_str(), access, open, async, 0, false);
+}
+
+// Records what the completion told it, and on which thread.
+class Recorder : public VXSystemFileAsyncFunctor
+{
+public:
+    int iCalls = 0;
+    VF::ErrorCode eCode = VF::EC_INVALID;
+    uint64_t uiBytes = 0;
+    std::thread::id kThread;
+
+private:
+    void operator()(VF::ErrorCode code, uint64_t bytes) override
+    {
+        ++iCalls;
+        eCode = code;
+        uiBytes = bytes;
+        kThread = std::this_thread::get_id();
+    }
 };
-
-// A block aligned for unbuffered transfers, filled with bytes.
-inline std::unique_ptr<char, FreeDeleter> AlignedBlock(std::string const& bytes)
-{
-    size_t size = (bytes.size() + kBlock - 1) / kBlock * kBlock;
-    char* p = static_cast<char*>(std::aligned_alloc(kBlock, size ? size : kBlock));
-    std::memset(p, 0, size ? size : kBlock);
-    std::memcpy(p, bytes.data(), bytes.size());
-    return std::unique_ptr<char, FreeDeleter>(p);
-}
-
-inline VXSystemFile Open(std::string const& path, VXSystemFile::AccessMode access,
-                         VXSystemFile::OpenMode open, bool async = false)
-{
-    return VXSystemFile(path.c_str(), access, open, async, 0, false);
-}
 } // namespace sysfiletest

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -11,20 +12,14 @@
 namespace
 {
 using EC = VXSystemFile::ErrorCode;
+using Listing = std::map<std::string, std::string>;
+namespace fs = std::filesystem;
 
-struct Entry
-{
-    bool bDirectory;
-    bool bRegular;
-    uint64_t uiSize;
-    uint64_t uiWriteTicks;
-};
-
-// Walks a folder to its end; fails the test on any code but EC_OK.
-std::map<std::string, Entry> Walk(std::string const& folder)
+// Walks a folder to its end: each name with its kind (d folder, f file) and size.
+Listing Walk(std::string const& folder)
 {
     VXSystemDir dir(folder.c_str());
-    std::map<std::string, Entry> entries;
+    Listing entries;
     bool finished = true;
     for (EC code = dir.NextEntry(finished); !finished; code = dir.NextEntry(finished))
     {
@@ -32,10 +27,12 @@ std::map<std::string, Entry> Walk(std::string const& folder)
         if (code != VXSystemFile::EC_OK)
             break;
         VXSystemFile::Info info{};
-        EXPECT_TRUE(dir.GetInfo(info));
-        uint64_t ticks = static_cast<uint64_t>(info.ftLastWrite.dwHighDateTime) << 32 |
-                         info.ftLastWrite.dwLowDateTime;
-        entries[dir.QName()] = {dir.QDirectory(), dir.QRegular(), info.uiSize, ticks};
+        dir.GetInfo(info);
+        // 2020-01-01 in 100 ns ticks since 1601: a sanity floor for the time conversion.
+        EXPECT_GT(uint64_t(info.ftLastWrite.dwHighDateTime) << 32 | info.ftLastWrite.dwLowDateTime,
+                  132223104000000000ull);
+        entries[dir.QName()] = std::string(dir.QDirectory() ? "d" : "") +
+                               (dir.QRegular() ? "f" : "") + std::to_string(info.uiSize);
     }
     EXPECT_EQ(dir.QLastError(), VXSystemFile::EC_OK);
     return entries;
@@ -43,128 +40,80 @@ std::map<std::string, Entry> Walk(std::string const& folder)
 
 std::string Backslashed(std::string path)
 {
-    for (char& c : path)
-        if (c == '/')
-            c = '\\';
+    std::replace(path.begin(), path.end(), '/', '\\');
     return path;
 }
 
-TEST(VXSystemDir, WalksEveryEntryWithKindSizeAndTime)
+TEST(VXSystemDir, WalksEveryEntryWithDotsKindAndSize)
 {
     vxtest::TempDir temp;
+    EXPECT_EQ(Walk(temp.Path()), (Listing{{".", "d0"}, {"..", "d0"}}));
     vxtest::WriteFile(temp / "a.txt", "hello");
-    vxtest::WriteFile(temp / "Sub/b.bin", std::string(1234, 'x'));
-    auto entries = Walk(temp.Path());
-    ASSERT_EQ(entries.size(), 4u);
-    EXPECT_TRUE(entries["."].bDirectory && !entries["."].bRegular);
-    EXPECT_TRUE(entries[".."].bDirectory && !entries[".."].bRegular);
-    EXPECT_TRUE(entries["Sub"].bDirectory && !entries["Sub"].bRegular);
-    EXPECT_EQ(entries["Sub"].uiSize, 0u);
-    EXPECT_TRUE(entries["a.txt"].bRegular && !entries["a.txt"].bDirectory);
-    EXPECT_EQ(entries["a.txt"].uiSize, 5u);
-    // 2020-01-01 in 100 ns ticks since 1601: a sanity floor for the conversion.
-    EXPECT_GT(entries["a.txt"].uiWriteTicks, 132223104000000000ull);
-
+    vxtest::WriteFile(temp / "a/b.bin", std::string(1234, 'x'));
+    vxtest::WriteFile(temp / "b.txt", "");
+    EXPECT_EQ(Walk(temp.Path()),
+              (Listing{{".", "d0"}, {"..", "d0"}, {"a", "d0"}, {"a.txt", "f5"}, {"b.txt", "f0"}}));
     // Backslashes and another letter case reach the same folder.
-    auto sub = Walk(Backslashed(temp.Path()) + "\\SUB\\");
-    ASSERT_EQ(sub.size(), 3u);
-    EXPECT_EQ(sub["b.bin"].uiSize, 1234u);
+    EXPECT_EQ(Walk(Backslashed(temp.Path()) + "\\A\\"),
+              (Listing{{".", "d0"}, {"..", "d0"}, {"b.bin", "f1234"}}));
+    // A one-letter folder runs into the pattern: "a" and "*" give "a*", the entries of the
+    // working folder that begin with a.
+    vxtest::ScopedCwd cwd(temp.Path());
+    EXPECT_EQ(Walk("a"), (Listing{{"a", "d0"}, {"a.txt", "f5"}}));
+    EXPECT_EQ(VXSystemDir("z").QLastError(), VXSystemFile::EC_FILE_NOT_FOUND);
 }
 
-TEST(VXSystemDir, EmptyFolderStillYieldsDotEntries)
+TEST(VXSystemDir, FailedOpenIsHandedOutLikeAnEntry)
 {
     vxtest::TempDir temp;
-    auto entries = Walk(temp.Path());
-    ASSERT_EQ(entries.size(), 2u);
-    EXPECT_TRUE(entries.count(".") && entries.count(".."));
-}
-
-TEST(VXSystemDir, FailedOpenIsHandedOutOnce)
-{
-    vxtest::TempDir temp;
-    std::string tooLong = temp.Path() + "/" + std::string(300, 'n');
-    struct Row
-    {
-        char const* pFolder;
-        EC eExpected;
-    };
     std::string missing = temp / "missing";
-    Row const rows[] = {
-        {missing.c_str(), VXSystemFile::EC_PATH_NOT_FOUND},
-        {nullptr, VXSystemFile::EC_PATH_NOT_FOUND},
-        {tooLong.c_str(), VXSystemFile::EC_FAILED},
-    };
-    for (Row const& row : rows)
+    std::string tooLong = temp / std::string(300, 'n');
+    std::pair<char const*, EC> const rows[] = {{missing.c_str(), VXSystemFile::EC_PATH_NOT_FOUND},
+                                               {nullptr, VXSystemFile::EC_PATH_NOT_FOUND},
+                                               {tooLong.c_str(), VXSystemFile::EC_FAILED}};
+    for (auto [folder, expected] : rows)
     {
-        VXSystemDir dir(row.pFolder);
-        EXPECT_EQ(dir.QLastError(), row.eExpected);
+        VXSystemDir dir(folder);
         bool finished = true;
-        EXPECT_EQ(dir.NextEntry(finished), row.eExpected);
+        EXPECT_EQ(dir.NextEntry(finished), expected);
         EXPECT_FALSE(finished);
         // No entry follows; finished stays as the caller left it.
-        EXPECT_EQ(dir.NextEntry(finished), row.eExpected);
-        EXPECT_FALSE(finished);
+        finished = true;
+        EXPECT_EQ(dir.NextEntry(finished), expected);
+        EXPECT_TRUE(finished);
     }
 }
 
-TEST(VXSystemDir, OneLetterFolderRunsIntoThePattern)
-{
-    // "a" joined with "*" gives "a*": the entries of the working folder that begin with a.
-    vxtest::TempDir temp;
-    vxtest::WriteFile(temp / "a/inner.txt", "1");
-    vxtest::WriteFile(temp / "ab.txt", "2");
-    vxtest::WriteFile(temp / "b.txt", "3");
-    vxtest::ScopedCwd cwd(temp.Path());
-    auto entries = Walk("a");
-    ASSERT_EQ(entries.size(), 2u);
-    EXPECT_TRUE(entries.count("a") && entries.count("ab.txt"));
-
-    VXSystemDir none("z");
-    EXPECT_EQ(none.QLastError(), VXSystemFile::EC_FILE_NOT_FOUND);
-}
-
-TEST(VXSystemDir, MakeDir)
+TEST(VXSystemDir, MakeDirAndMakeEntireDirPath)
 {
     vxtest::TempDir temp;
     std::string folder = temp / "New";
     EXPECT_EQ(VXSystemDir::MakeDir(folder.c_str()), VXSystemFile::EC_OK);
-    EXPECT_TRUE(std::filesystem::is_directory(folder));
-    EXPECT_EQ(VXSystemDir::MakeDir(folder.c_str()), VXSystemFile::EC_ALREADY_EXISTS);
-    std::string differentCase = Backslashed(temp.Path()) + "\\NEW";
-    EXPECT_EQ(VXSystemDir::MakeDir(differentCase.c_str()), VXSystemFile::EC_ALREADY_EXISTS);
-    std::string orphan = temp / "missing/child";
-    EXPECT_EQ(VXSystemDir::MakeDir(orphan.c_str()), VXSystemFile::EC_PATH_NOT_FOUND);
+    EXPECT_TRUE(fs::is_directory(folder));
+    EXPECT_EQ(VXSystemDir::MakeDir((Backslashed(temp.Path()) + "\\NEW").c_str()),
+              VXSystemFile::EC_ALREADY_EXISTS);
+    EXPECT_EQ(VXSystemDir::MakeDir((temp / "missing/child").c_str()),
+              VXSystemFile::EC_PATH_NOT_FOUND);
     EXPECT_EQ(VXSystemDir::MakeDir(nullptr), VXSystemFile::EC_PATH_NOT_FOUND);
-    EXPECT_EQ(VXSystemDir::QSeparator(), '\\');
-}
 
-TEST(VXSystemDir, MakeEntireDirPath)
-{
-    namespace fs = std::filesystem;
-    vxtest::TempDir temp;
+    // The last part is a file name; a second call finds everything there.
     std::string path = temp / "x/y/z/file.txt";
     EXPECT_TRUE(VXSystemDir::MakeEntireDirPath(path.c_str()));
-    EXPECT_TRUE(fs::is_directory(temp / "x/y/z"));
-    EXPECT_FALSE(fs::exists(temp / "x/y/z/file.txt")); // the last part is a file name
     EXPECT_TRUE(VXSystemDir::MakeEntireDirPath(path.c_str()));
-
+    EXPECT_TRUE(fs::is_directory(temp / "x/y/z"));
+    EXPECT_FALSE(fs::exists(temp / "x/y/z/file.txt"));
     // Mixed separators and another letter case land in the same folders.
     std::string mixed = Backslashed(temp.Path()) + "\\X/Y\\w\\f";
     EXPECT_TRUE(VXSystemDir::MakeEntireDirPath(mixed.c_str()));
     EXPECT_TRUE(fs::is_directory(temp / "x/y/w"));
     EXPECT_FALSE(fs::exists(temp / "X"));
-
-    // A file in the way ends the walk.
+    // A file in the way ends the walk; no separator makes nothing; too long and null fail.
     vxtest::WriteFile(temp / "plain", "p");
-    std::string blocked = temp / "plain/sub/f";
-    EXPECT_FALSE(VXSystemDir::MakeEntireDirPath(blocked.c_str()));
-
-    // No separator makes nothing; too long and null make nothing and fail.
+    EXPECT_FALSE(VXSystemDir::MakeEntireDirPath((temp / "plain/sub/f").c_str()));
     vxtest::ScopedCwd cwd(temp.Path());
     EXPECT_TRUE(VXSystemDir::MakeEntireDirPath("single"));
     EXPECT_FALSE(fs::exists(temp / "single"));
-    std::string tooLong = "long/" + std::string(300, 'n') + "/f";
-    EXPECT_FALSE(VXSystemDir::MakeEntireDirPath(tooLong.c_str()));
+    EXPECT_FALSE(VXSystemDir::MakeEntireDirPath(("long/" + std::string(300, 'n') + "/f").c_str()));
     EXPECT_FALSE(fs::exists(temp / "long"));
     EXPECT_FALSE(VXSystemDir::MakeEntireDirPath(nullptr));
 }
