@@ -66,4 +66,5 @@ protected:
 
 private:
     void TakeEmbeddedName();
+    template <class CharT> uint64_t ReadStringOf(VXStringT<CharT>& out);
 };

@@ -44,3 +44,20 @@ private:
     std::atomic<uint32_t> uiOwnerThread;
     std::atomic<uint32_t> uiLockCount;
 };
+
+// Holds a critical section for one scope.
+class VXScopedCriticalSection
+{
+public:
+    explicit VXScopedCriticalSection(VXCriticalSection& lock, char const* name = nullptr)
+        : kLock(lock)
+    {
+        kLock.Enter(name);
+    }
+    ~VXScopedCriticalSection() { kLock.Unlock(); }
+    VXScopedCriticalSection(VXScopedCriticalSection const&) = delete;
+    VXScopedCriticalSection& operator=(VXScopedCriticalSection const&) = delete;
+
+private:
+    VXCriticalSection& kLock; // held from construction to destruction
+};

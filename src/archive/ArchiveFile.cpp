@@ -216,7 +216,7 @@ bool ArchiveFile::Open(bool, bool)
     return true;
 }
 
-uint64_t ArchiveFile::ReadString(VXStringT<char>& out, uint64_t)
+template <class CharT> uint64_t ArchiveFile::ReadStringOf(VXStringT<CharT>& out)
 {
     if (!pArchive)
         return 0;
@@ -224,20 +224,18 @@ uint64_t ArchiveFile::ReadString(VXStringT<char>& out, uint64_t)
     CriticalSectionEnter(pArchive->GetFileName());
     uint64_t length = pArchive->ReadStringAt(uiArchiveOffset + uiTrueFilePos, out, left);
     CriticalSectionLeave();
-    MoveBy(length);
+    MoveBy(length * sizeof(CharT)); // the position counts bytes, the result characters
     return length;
+}
+
+uint64_t ArchiveFile::ReadString(VXStringT<char>& out, uint64_t)
+{
+    return ReadStringOf(out);
 }
 
 uint64_t ArchiveFile::ReadString(VXStringT<VXWChar>& out, uint64_t)
 {
-    if (!pArchive)
-        return 0;
-    uint64_t left = uiTrueFilePos < uiFileSize ? uiFileSize - uiTrueFilePos : 0;
-    CriticalSectionEnter(pArchive->GetFileName());
-    uint64_t length = pArchive->ReadStringAt(uiArchiveOffset + uiTrueFilePos, out, left);
-    CriticalSectionLeave();
-    MoveBy(length * sizeof(VXWChar)); // the position counts bytes, the result units
-    return length;
+    return ReadStringOf(out);
 }
 
 uint64_t ArchiveFile::RdNoSwap(KoBinaryStream* stream, void* dest, uint64_t size, unsigned int*,

@@ -42,21 +42,6 @@ bool SearchKeys(Record const* records, uint64_t count, uint64_t key, uint64_t& i
             low = middle;
     }
 }
-
-class NameLock
-{
-public:
-    explicit NameLock(Archive& archive) : kArchive(archive)
-    {
-        kArchive.CriticalSectionEnter("Archive collision test");
-    }
-    ~NameLock() { kArchive.CriticalSectionLeave(); }
-    NameLock(NameLock const&) = delete;
-    NameLock& operator=(NameLock const&) = delete;
-
-private:
-    Archive& kArchive;
-};
 } // namespace
 
 bool Archive::FindDirectory(VXHash const& dir, uint64_t& index, char const* name)
@@ -172,7 +157,7 @@ bool Archive::DirectoryNameMatches(uint64_t dirIndex, char const* name)
     char text[MAX_PATH_BYTES];
     if (!VXSplitPath(name, parts) || !VXDirectoryKeyText(parts, text, sizeof(text)))
         return false;
-    NameLock lock(*this);
+    VXScopedCriticalSection lock(kCriticalSection, "Archive collision test");
     char const* stored = GetDirectoryString(dirIndex);
     return stored && VXStricmp(stored, text) == 0;
 }
@@ -186,7 +171,7 @@ bool Archive::FileNameMatches(uint64_t dirIndex, uint64_t fileIndex, char const*
     size_t length = std::strlen(parts.acName);
     std::memcpy(text, parts.acName, length);
     std::memcpy(text + length, parts.acExtension, std::strlen(parts.acExtension) + 1);
-    NameLock lock(*this);
+    VXScopedCriticalSection lock(kCriticalSection, "Archive collision test");
     char const* stored = GetFileString(dirIndex, fileIndex);
     return stored && VXStricmp(stored, text) == 0;
 }

@@ -4,26 +4,6 @@
 
 #include <cstring>
 
-namespace
-{
-// Holds the archive's reentrant lock for one fetch; callers that use the result hold it
-// themselves around the call as well.
-class FetchLock
-{
-public:
-    explicit FetchLock(Archive& archive) : kArchive(archive)
-    {
-        kArchive.CriticalSectionEnter("Archive name fetch");
-    }
-    ~FetchLock() { kArchive.CriticalSectionLeave(); }
-    FetchLock(FetchLock const&) = delete;
-    FetchLock& operator=(FetchLock const&) = delete;
-
-private:
-    Archive& kArchive;
-};
-} // namespace
-
 bool Archive::ReadStreamAt(uint64_t position, void* dest, uint64_t size)
 {
     if (!KoFile::Seek(static_cast<int64_t>(position), ms_iSeekSet))
@@ -57,7 +37,8 @@ char* Archive::GetDirectoryString(uint64_t dirIndex)
         return pDirectoryStrings + pDirectoryStringOffsets[dirIndex];
     if (!QDirStrings())
         return nullptr;
-    FetchLock lock(*this);
+    // Callers that use the result hold the lock around this call as well.
+    VXScopedCriticalSection lock(kCriticalSection, "Archive name fetch");
     uint64_t position = HEADER_SIZE + sizeof(VXDirectoryEntry) * uiDirectoryCount;
     unsigned char length = 0;
     for (uint64_t i = 0; i < dirIndex; ++i)
@@ -82,7 +63,8 @@ char* Archive::GetFileString(uint64_t dirIndex, uint64_t fileIndex)
         return pFileStrings + pFileStringOffsets[dirIndex][fileIndex];
     if (!QFileStrings())
         return nullptr;
-    FetchLock lock(*this);
+    // Callers that use the result hold the lock around this call as well.
+    VXScopedCriticalSection lock(kCriticalSection, "Archive name fetch");
     uint64_t position = uiFileNamesOffset;
     if (QRetainFilenameOffsetTable() && pFileStringOffsets && pFileStringOffsets[dirIndex])
         return FetchFileNameAt(position + pFileStringOffsets[dirIndex][fileIndex]);

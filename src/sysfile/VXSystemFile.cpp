@@ -18,17 +18,6 @@ VXCriticalSection& ErrorCallbackLock()
     return sErrorCallbackLock;
 }
 
-class ScopedEnter
-{
-public:
-    explicit ScopedEnter(VXCriticalSection& lock) : kLock(lock) { kLock.Enter(); }
-    ~ScopedEnter() { kLock.Unlock(); }
-    ScopedEnter(ScopedEnter const&) = delete;
-    ScopedEnter& operator=(ScopedEnter const&) = delete;
-
-private:
-    VXCriticalSection& kLock;
-};
 } // namespace
 
 // The name is emptied too, so that a transfer from an empty object copies no garbage.
@@ -243,7 +232,7 @@ void VXSystemFile::SetErrorCallback(ErrorCallback callback)
 
 bool VXSystemFile::InvokeErrorCallback(char const* name, FileOperation operation, int code)
 {
-    ScopedEnter hold(ErrorCallbackLock());
+    VXScopedCriticalSection hold(ErrorCallbackLock());
     ErrorCallback callback = spErrorCallback.load(std::memory_order_acquire);
     return callback ? callback(name, operation, code) : true;
 }
