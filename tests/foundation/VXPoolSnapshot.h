@@ -6,46 +6,46 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace vxtest
 {
-struct PoolRecord
+// Narrow text widened unit by unit, so that both widths compare as one type.
+inline std::u16string Widen(char const* pText)
 {
-    unsigned short usBucket;
-    bool bWide;
-    std::u16string sText; // narrow text widened unit by unit
-};
+    std::u16string sWide;
+    for (; *pText; ++pText)
+        sWide.push_back(static_cast<unsigned char>(*pText));
+    return sWide;
+}
 
 class PoolSnapshot : public VXStringPool::IterationCallback
 {
 public:
     PoolSnapshot() { VXStringPool::Iterate(*this); }
-
     void Visit(unsigned short usBucket, VXWChar const* pText) override
     {
-        kRecords.push_back({usBucket, true, std::u16string(pText)});
+        kRecords.emplace_back(usBucket, true, pText);
     }
     void Visit(unsigned short usBucket, char const* pText) override
     {
-        std::u16string sWide;
-        for (; *pText; ++pText)
-            sWide.push_back(static_cast<unsigned char>(*pText));
-        kRecords.push_back({usBucket, false, sWide});
+        kRecords.emplace_back(usBucket, false, Widen(pText));
     }
-
     size_t QCount() const { return kRecords.size(); }
-    // Texts of one bucket in chain order.
+
+    // Texts of one bucket and width in chain order.
     std::vector<std::u16string> InBucket(unsigned short usBucket, bool bWide = false) const
     {
         std::vector<std::u16string> kTexts;
-        for (PoolRecord const& rRecord : kRecords)
-            if (rRecord.usBucket == usBucket && rRecord.bWide == bWide)
-                kTexts.push_back(rRecord.sText);
+        for (auto const& [usHere, bHereWide, sText] : kRecords)
+            if (usHere == usBucket && bHereWide == bWide)
+                kTexts.push_back(sText);
         return kTexts;
     }
 
-    std::vector<PoolRecord> kRecords;
+private:
+    std::vector<std::tuple<unsigned short, bool, std::u16string>> kRecords;
 };
 
 // The entry a handle holds: a handle is exactly one entry pointer.

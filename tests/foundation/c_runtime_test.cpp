@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 TEST(VXCRuntime, CaseBlindComparison)
 {
@@ -25,29 +26,22 @@ TEST(VXCRuntime, CaseBlindComparison)
 
 TEST(VXCRuntime, SplitPath)
 {
-    struct Row
-    {
-        char const* path;
-        char const *drive, *folder, *name, *extension;
+    // Path, then drive|folder|name|extension.
+    std::pair<char const*, std::string> const rows[] = {
+        {"c:\\games\\data\\a.kof", "c:|\\games\\data\\|a|.kof"},
+        {"meshes/armor\\b.tar.gz", "|meshes/armor\\|b.tar|.gz"},
+        {"noext", "||noext|"},
+        {"dir.d\\file", "|dir.d\\|file|"},
+        {".hidden", "|||.hidden"},
+        {"", "|||"},
     };
-    Row const rows[] = {
-        {"c:\\games\\data\\a.kof", "c:", "\\games\\data\\", "a", ".kof"},
-        {"meshes/armor\\b.tar.gz", "", "meshes/armor\\", "b.tar", ".gz"},
-        {"noext", "", "", "noext", ""},
-        {"dir.d\\file", "", "dir.d\\", "file", ""},
-        {".hidden", "", "", "", ".hidden"},
-        {"", "", "", "", ""},
-    };
-    for (Row const& row : rows)
+    for (auto const& [pPath, sExpected] : rows)
     {
         char drive[4], folder[64], name[64], extension[16];
-        ASSERT_TRUE(VXSplitPath(row.path, drive, sizeof(drive), folder, sizeof(folder), name,
+        ASSERT_TRUE(VXSplitPath(pPath, drive, sizeof(drive), folder, sizeof(folder), name,
                                 sizeof(name), extension, sizeof(extension)))
-            << row.path;
-        EXPECT_STREQ(drive, row.drive) << row.path;
-        EXPECT_STREQ(folder, row.folder) << row.path;
-        EXPECT_STREQ(name, row.name) << row.path;
-        EXPECT_STREQ(extension, row.extension) << row.path;
+            << pPath;
+        EXPECT_EQ(std::string(drive) + "|" + folder + "|" + name + "|" + extension, sExpected);
     }
     char small[4], name[64];
     EXPECT_FALSE(VXSplitPath("long\\folder\\x.y", nullptr, 0, small, sizeof(small), name,

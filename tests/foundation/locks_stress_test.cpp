@@ -5,33 +5,58 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstring>
 #include <functional>
-#include <new>
 #include <thread>
 #include <vector>
 
 namespace
 {
 constexpr int kThreads = 4;
-constexpr int kRounds = 100000;
+constexpr int kRounds = 50000;
+constexpr int kSleepingRounds = 10000; // for the locks whose waiters sleep in the kernel
 
-// Starts the bodies together so that they contend from the first round.
+class BodyThread : public VXThread
+{
+public:
+    ~BodyThread() override { Close(); }
+    std::function<void()> kBody;
+    uint32_t uiSeenId = 0;
+
+protected:
+    unsigned int ThreadProc() override
+    {
+        uiSeenId = GetCurrentThreadId();
+        kBody();
+        return 7;
+    }
+};
+
+// Runs body(index) on count VXThreads that start together, so that they contend from the
+// first round, and checks that each ran on its own thread and was joined.
 void RunThreads(int count, std::function<void(int)> const& body)
 {
-    std::atomic<int> waiting{count};
-    std::vector<std::thread> threads;
+    std::atomic<bool> go{false};
+    std::vector<BodyThread> threads(count);
     for (int i = 0; i < count; ++i)
-        threads.emplace_back(
-            [&, i]
-            {
-                waiting.fetch_sub(1);
-                while (waiting.load() != 0)
-                    std::this_thread::yield();
-                body(i);
-            });
-    for (std::thread& thread : threads)
-        thread.join();
+    {
+        threads[i].kBody = [&, i]
+        {
+            while (!go.load())
+                std::this_thread::yield();
+            body(i);
+        };
+        EXPECT_TRUE(threads[i].Initialize(VXThread::STACK_16K, "LocksStress"));
+        EXPECT_FALSE(threads[i].Initialize(0, nullptr)); // already running
+        threads[i].SetThreadPriority(0);
+    }
+    go = true;
+    for (BodyThread& thread : threads)
+    {
+        thread.Close();
+        EXPECT_EQ(thread.QExitCode(), 7u);
+        EXPECT_NE(thread.uiSeenId, VXThread::GetCurrentThreadId());
+    }
+    EXPECT_TRUE(count == 1 || threads[0].uiSeenId != threads[count - 1].uiSeenId);
 }
 
 // Data that the lock must protect: a read-modify-write that now and then yields while
@@ -56,73 +81,89 @@ struct Guarded
         iInside.fetch_sub(1, std::memory_order_relaxed);
     }
 };
+
+// Runs rounds rounds of body(thread, round, data) on each of count threads; body bumps
+// the data under the lock. No bump may overlap another, nor be lost.
+void ExpectBumps(long expected, int count, int rounds,
+                 std::function<void(int, int, Guarded&)> const& body)
+{
+    Guarded data;
+    RunThreads(count,
+               [&](int index)
+               {
+                   for (int i = 0; i < rounds; ++i)
+                       body(index, i, data);
+               });
+    EXPECT_EQ(data.lFirst, expected);
+    EXPECT_EQ(data.lSecond, expected);
+    EXPECT_FALSE(data.bOverlap.load());
+}
+
+// Starts count waiters, then signals from another thread 10 ms later. Every waiter must
+// be let through well before its 5 s time-out: a lost wake-up shows as a late one.
+void ExpectWoken(int count, std::function<bool()> const& wait, std::function<void()> const& signal)
+{
+    std::atomic<int> woken{0};
+    std::thread signaller(
+        [&]
+        {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            signal();
+        });
+    auto start = std::chrono::steady_clock::now();
+    RunThreads(count, [&](int) { woken.fetch_add(wait()); });
+    signaller.join();
+    EXPECT_EQ(woken.load(), count);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+}
 } // namespace
 
 TEST(LocksStress, SpinLocksGiveExactCounts)
 {
     VXSpinLock reentrant;
-    VXNonReentrantSpinLock plain;
-    Guarded a;
-    Guarded b;
-    std::atomic<int> tryFailures{0};
-    RunThreads(kThreads,
-               [&](int)
-               {
-                   for (int i = 0; i < kRounds; ++i)
-                   {
-                       reentrant.Lock("stress");
-                       reentrant.Lock(nullptr); // the owner enters again
-                       EXPECT_EQ(reentrant.QOwnerThread(), VXThread::GetCurrentThreadId());
-                       a.Bump(i);
-                       reentrant.Unlock();
-                       EXPECT_EQ(reentrant.QOwnerThread(), VXThread::GetCurrentThreadId());
-                       reentrant.Unlock();
-
-                       if (i % 4 == 0 && !plain.TryLock())
-                       {
-                           tryFailures.fetch_add(1, std::memory_order_relaxed);
-                           plain.Lock();
-                       }
-                       else if (i % 4 != 0)
-                           plain.Lock();
-                       b.Bump(i);
-                       plain.Unlock();
-                   }
-               });
-    EXPECT_EQ(a.lFirst, kThreads * kRounds);
-    EXPECT_EQ(a.lSecond, a.lFirst);
-    EXPECT_EQ(b.lFirst, kThreads * kRounds);
-    EXPECT_EQ(b.lSecond, b.lFirst);
-    EXPECT_FALSE(a.bOverlap.load() || b.bOverlap.load());
+    ExpectBumps(kThreads * kRounds, kThreads, kRounds,
+                [&](int, int round, Guarded& data)
+                {
+                    reentrant.Lock("stress");
+                    reentrant.Lock(nullptr); // the owner enters again
+                    data.Bump(round);
+                    reentrant.Unlock();
+                    EXPECT_EQ(reentrant.QOwnerThread(), VXThread::GetCurrentThreadId());
+                    reentrant.Unlock();
+                });
     EXPECT_EQ(reentrant.QOwnerThread(), 0u);
+
+    VXNonReentrantSpinLock plain;
+    ExpectBumps(kThreads * kRounds, kThreads, kRounds,
+                [&](int, int round, Guarded& data)
+                {
+                    if (round % 4 != 0 || !plain.TryLock())
+                        plain.Lock();
+                    data.Bump(round);
+                    plain.Unlock();
+                });
     EXPECT_TRUE(plain.TryLock());
     EXPECT_FALSE(plain.TryLock());
     plain.Unlock();
+
+    static_assert(sizeof(VXSafeSleep) == 4); // the spin back-off fits one zeroed word
 }
 
 TEST(LocksStress, CriticalSectionIsReentrantAndTracksOwner)
 {
     VXCriticalSection section;
-    Guarded counter;
-    RunThreads(kThreads,
-               [&](int)
-               {
-                   uint32_t self = VXThread::GetCurrentThreadId();
-                   for (int i = 0; i < kRounds; ++i)
-                   {
-                       section.Enter("outer");
-                       section.Lock("inner");
-                       EXPECT_EQ(section.QOwnerThread(), self);
-                       EXPECT_EQ(section.QLockCount(), 2u);
-                       counter.Bump(i);
-                       section.Unlock();
-                       EXPECT_EQ(section.QLockCount(), 1u);
-                       section.Unlock();
-                   }
-               });
-    EXPECT_EQ(counter.lFirst, kThreads * kRounds);
-    EXPECT_EQ(counter.lSecond, counter.lFirst);
-    EXPECT_FALSE(counter.bOverlap.load());
+    ExpectBumps(kThreads * kRounds, kThreads, kRounds,
+                [&](int, int round, Guarded& data)
+                {
+                    section.Enter("outer");
+                    section.Lock("inner");
+                    EXPECT_EQ(section.QOwnerThread(), VXThread::GetCurrentThreadId());
+                    EXPECT_EQ(section.QLockCount(), 2u);
+                    data.Bump(round);
+                    section.Unlock();
+                    EXPECT_EQ(section.QLockCount(), 1u);
+                    section.Unlock();
+                });
     EXPECT_EQ(section.QOwnerThread(), 0u);
     EXPECT_EQ(section.QLockCount(), 0u);
 
@@ -144,242 +185,103 @@ TEST(LocksStress, CriticalSectionIsReentrantAndTracksOwner)
 TEST(LocksStress, ReadWriteLockExcludesWritersFromReaders)
 {
     VXReadWriteLock lock;
-    Guarded data;
     std::atomic<int> readersInside{0};
-    std::atomic<int> writersInside{0};
     std::atomic<bool> broken{false};
-    constexpr int kWriters = 2;
-    constexpr int kWrites = 10000;
-    RunThreads(5,
-               [&](int index)
-               {
-                   if (index < kWriters)
-                   {
-                       for (int i = 0; i < kWrites; ++i)
-                       {
-                           lock.LockForWrite();
-                           if (writersInside.fetch_add(1) != 0 || readersInside.load() != 0)
-                               broken = true;
-                           data.Bump(i);
-                           writersInside.fetch_sub(1);
-                           lock.UnlockWrite();
-                       }
-                       return;
-                   }
-                   for (int i = 0; i < 3 * kWrites; ++i)
-                   {
-                       lock.LockForRead();
-                       readersInside.fetch_add(1);
-                       if (i % 64 == 0)
-                           std::this_thread::yield();
-                       if (writersInside.load() != 0 || data.lFirst != data.lSecond)
-                           broken = true;
-                       readersInside.fetch_sub(1);
-                       lock.UnlockRead();
-                   }
-               });
+    ExpectBumps(8 * kRounds, 5, 4 * kRounds,
+                [&](int index, int round, Guarded& data)
+                {
+                    if (index < 2) // writers
+                    {
+                        lock.LockForWrite();
+                        bool alone = readersInside.load() == 0;
+                        data.Bump(round); // no reader may come in meanwhile either
+                        if (!alone || readersInside.load() != 0)
+                            broken = true;
+                        lock.UnlockWrite();
+                        return;
+                    }
+                    lock.LockForRead();
+                    readersInside.fetch_add(1);
+                    if (round % 64 == 0)
+                        std::this_thread::yield();
+                    if (data.iInside.load() != 0 || data.lFirst != data.lSecond)
+                        broken = true;
+                    readersInside.fetch_sub(1);
+                    lock.UnlockRead();
+                });
     EXPECT_FALSE(broken.load());
-    EXPECT_EQ(data.lFirst, kWriters * kWrites);
 }
 
-TEST(LocksStress, SemaphoreCountsEveryUnit)
+TEST(LocksStress, SemaphoresWithOneUnitExcludeLikeLocks)
 {
-    VXSemaphore semaphore(0, 0x40000000);
+    VXSemaphore semaphore(1, 1);
     ASSERT_TRUE(semaphore.QValid());
-    constexpr int kUnits = 4000;
-    std::atomic<int> taken{0};
-    RunThreads(4,
-               [&](int index)
-               {
-                   if (index < 2)
-                   {
-                       for (int i = 0; i < kUnits / 4; ++i)
-                           EXPECT_EQ(semaphore.Signal(2), 1); // two units, two waiters woken
-                       return;
-                   }
-                   for (int i = 0; i < kUnits / 2; ++i)
-                       if (semaphore.Wait(-1) == 1)
-                           taken.fetch_add(1);
-               });
-    EXPECT_EQ(taken.load(), kUnits);
-    auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(semaphore.Wait(20), 0); // empty: times out
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(19));
+    ExpectBumps(kThreads * kSleepingRounds, kThreads, kSleepingRounds,
+                [&](int, int round, Guarded& data)
+                {
+                    EXPECT_EQ(semaphore.Wait(-1), 1);
+                    data.Bump(round);
+                    EXPECT_EQ(semaphore.Signal(1), 1);
+                });
+
+    VXSemaphore pair(0, 2); // two units at once wake two waiters
+    ExpectWoken(
+        2, [&] { return pair.Wait(5000) == 1; }, [&] { EXPECT_EQ(pair.Signal(2), 1); });
 
     VXSemaphore small(1, 2);
     EXPECT_EQ(small.Signal(2), 0); // would pass the maximum: nothing added
     EXPECT_EQ(small.Signal(0), 0);
-    EXPECT_EQ(small.Signal(1), 1);
     EXPECT_EQ(small.Wait(0), 1);
-    EXPECT_EQ(small.Wait(0), 1);
-    EXPECT_EQ(small.Wait(0), 0);
-}
+    EXPECT_EQ(small.Signal(2), 1);
+    EXPECT_EQ(small.Wait(0) + small.Wait(0), 2);
+    auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(small.Wait(20), 0); // empty: times out
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(19));
 
-TEST(LocksStress, CountedSemaphoreStopsAtItsMaximum)
-{
-    VXCountedSemaphore gate;
-    EXPECT_EQ(gate.iCount.load(), 0);
-    EXPECT_EQ(gate.iMaxCount, 1);
+    VXCountedSemaphore gate; // at most one unit
     EXPECT_EQ(gate.Signal(), 1);
     EXPECT_EQ(gate.Signal(), 0);
+    ExpectBumps(kThreads * kSleepingRounds, kThreads, kSleepingRounds,
+                [&](int, int round, Guarded& data)
+                {
+                    EXPECT_EQ(gate.Wait(), 1);
+                    data.Bump(round);
+                    EXPECT_EQ(gate.Signal(), 1);
+                });
     EXPECT_EQ(gate.QCount(), 1);
-    EXPECT_EQ(gate.Wait(), 1);
-    EXPECT_EQ(gate.QCount(), 0);
-
-    std::atomic<int> passed{0};
-    std::thread waiter(
-        [&]
-        {
-            for (int i = 0; i < 200; ++i)
-            {
-                gate.Wait();
-                passed.fetch_add(1);
-            }
-        });
-    for (int sent = 0; sent < 200;)
-        if (gate.Signal() == 1)
-            ++sent;
-        else
-            std::this_thread::yield();
-    waiter.join();
-    EXPECT_EQ(passed.load(), 200);
-    EXPECT_EQ(gate.QCount(), 0);
 }
 
-TEST(LocksStress, EventFlagsPingPongAndBroadcast)
+TEST(LocksStress, EventFlagsLetOneThroughOrAll)
 {
-    VXEventFlag ping;
-    VXEventFlag pong(false, false, "pong");
-    long turn = 0;
-    std::thread other(
-        [&]
-        {
-            for (int i = 0; i < 1000; ++i)
-            {
-                EXPECT_TRUE(ping.Wait(-1));
-                ++turn; // ordered by the flags alone
-                pong.Set();
-            }
-        });
-    for (int i = 0; i < 1000; ++i)
-    {
-        ping.Set();
-        EXPECT_TRUE(pong.Wait(-1));
-        EXPECT_EQ(turn, i + 1);
-    }
-    other.join();
-    EXPECT_FALSE(ping.Wait(0)); // auto-reset: consumed
+    VXEventFlag token(false, true, "token"); // auto-reset: one waiter through per Set
+    ExpectBumps(kThreads * kSleepingRounds, kThreads, kSleepingRounds,
+                [&](int, int round, Guarded& data)
+                {
+                    EXPECT_TRUE(token.Wait(-1));
+                    data.Bump(round);
+                    token.Set();
+                });
+    EXPECT_TRUE(token.Wait(0));
+    EXPECT_FALSE(token.Wait(0)); // consumed
 
-    VXEventFlag gate(true, false);
-    std::atomic<int> through{0};
-    std::vector<std::thread> waiters;
-    for (int i = 0; i < 3; ++i)
-        waiters.emplace_back(
-            [&]
-            {
-                if (gate.Wait(-1))
-                    through.fetch_add(1);
-            });
-    gate.Set();
-    for (std::thread& thread : waiters)
-        thread.join();
-    EXPECT_EQ(through.load(), 3);
+    VXEventFlag gate(true, false); // manual reset: one Set lets all waiters through
+    ExpectWoken(
+        3, [&] { return gate.Wait(5000); }, [&] { gate.Set(); });
     EXPECT_TRUE(gate.Wait(0)); // manual reset: stays set
     gate.Reset();
     EXPECT_FALSE(gate.Wait(10));
-}
 
-TEST(LocksStress, WaitMultipleFindsTheSignalledFlag)
-{
-    VXEventFlag first;
-    VXEventFlag second;
-    VXEventFlag* flags[] = {&first, &second};
+    VXEventFlag other;
+    VXEventFlag* flags[] = {&token, &other};
     EXPECT_EQ(VXEventFlag::WaitMultiple(flags, 2, false, 10), -1);
-    std::thread setter(
-        [&]
-        {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            second.Set();
-        });
-    EXPECT_EQ(VXEventFlag::WaitMultiple(flags, 2, false, 5000), 1);
-    setter.join();
-    EXPECT_FALSE(second.Wait(0)); // taken by the multiple wait
-
-    std::thread both(
-        [&]
-        {
-            first.Set();
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-            second.Set();
-        });
-    EXPECT_EQ(VXEventFlag::WaitMultiple(flags, 2, true, 5000), 0);
-    both.join();
-    EXPECT_FALSE(first.Wait(0));
-    VXEventFlag* withNull[] = {&first, nullptr};
+    ExpectWoken(
+        1, [&] { return VXEventFlag::WaitMultiple(flags, 2, false, 5000) == 1; },
+        [&] { other.Set(); });
+    token.Set(); // one set now, the other later
+    ExpectWoken(
+        1, [&] { return VXEventFlag::WaitMultiple(flags, 2, true, 5000) == 0; },
+        [&] { other.Set(); });
+    EXPECT_FALSE(token.Wait(0) || other.Wait(0)); // all taken by the multiple waits
+    VXEventFlag* withNull[] = {&token, nullptr};
     EXPECT_EQ(VXEventFlag::WaitMultiple(withNull, 2, false, 0), -1);
-}
-
-namespace
-{
-class CountingThread : public VXThread
-{
-public:
-    CountingThread(VXCriticalSection& section, long& counter) : rSection(section), rCounter(counter)
-    {
-    }
-    ~CountingThread() override { Close(); }
-    std::atomic<uint32_t> uiSeenId{0};
-
-protected:
-    unsigned int ThreadProc() override
-    {
-        uiSeenId = GetCurrentThreadId();
-        for (int i = 0; i < kRounds; ++i)
-        {
-            rSection.Lock();
-            ++rCounter;
-            rSection.Unlock();
-        }
-        return 7;
-    }
-
-private:
-    VXCriticalSection& rSection;
-    long& rCounter;
-};
-} // namespace
-
-TEST(LocksStress, ThreadsRunTheirProcAndJoin)
-{
-    VXCriticalSection section;
-    long counter = 0;
-    CountingThread threads[3] = {{section, counter}, {section, counter}, {section, counter}};
-    for (CountingThread& thread : threads)
-    {
-        ASSERT_TRUE(thread.Initialize(VXThread::STACK_16K, "CoreStressThread"));
-        EXPECT_FALSE(thread.Initialize(0, nullptr)); // already running
-        thread.SetThreadPriority(0);
-    }
-    for (CountingThread& thread : threads)
-    {
-        thread.Close();
-        EXPECT_EQ(thread.QExitCode(), 7u);
-        EXPECT_NE(thread.uiSeenId.load(), 0u);
-        EXPECT_NE(thread.uiSeenId.load(), VXThread::GetCurrentThreadId());
-    }
-    EXPECT_EQ(counter, 3 * kRounds);
-    EXPECT_NE(threads[0].uiSeenId.load(), threads[1].uiSeenId.load());
-}
-
-TEST(LocksStress, SafeSleepStartsFromZeroedMemory)
-{
-    alignas(VXSafeSleep) unsigned char storage[sizeof(VXSafeSleep)];
-    std::memset(storage, 0, sizeof(storage));
-    static_assert(sizeof(VXSafeSleep) == 4);
-    auto* sleeper = reinterpret_cast<VXSafeSleep*>(storage);
-    for (int i = 0; i < 20; ++i)
-        sleeper->Sleep();
-    EXPECT_EQ(sleeper->QCounter(), 20u);
-    sleeper->Reset();
-    EXPECT_EQ(sleeper->QCounter(), 0u);
 }

