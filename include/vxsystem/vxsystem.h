@@ -1,8 +1,6 @@
 // Umbrella header: every public header of VXSystem.
 #pragma once
 
-#include "vxsystem/VXTypes.h"
-#include "vxsystem/MemoryManager.h"
 #include "vxsystem/Archive.h"
 #include "vxsystem/ArchiveFile.h"
 #include "vxsystem/ArchiveManager.h"
@@ -10,6 +8,7 @@
 #include "vxsystem/FileFinder.h"
 #include "vxsystem/FilePathUtilities.h"
 #include "vxsystem/KoFile.h"
+#include "vxsystem/MemoryManager.h"
 #include "vxsystem/ScrapHeap.h"
 #include "vxsystem/VXArchive.h"
 #include "vxsystem/VXArchiveHeader.h"
@@ -40,4 +39,5 @@
 #include "vxsystem/VXTSingletonSDM.h"
 #include "vxsystem/VXThread.h"
 #include "vxsystem/VXTimer.h"
+#include "vxsystem/VXTypes.h"
 #include "vxsystem/WildCard.h"

@@ -1,5 +1,6 @@
 // POSIX half of the runtime seam: stdio, access and file times.
 #include "platform/VXPlatformRuntime.h"
+#include "platform/posix/VXPosixFileCalls.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -60,22 +61,9 @@ int64_t PlatformReadStreamAt(FILE* stream, uint64_t position, void* buffer, uint
 {
     if (!stream || !buffer)
         return -1;
-    int descriptor = fileno(stream);
-    auto* out = static_cast<char*>(buffer);
-    uint64_t done = 0;
-    while (done < size)
-    {
-        ssize_t got = pread(descriptor, out + done, static_cast<size_t>(size - done),
-                            static_cast<off_t>(position + done));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got < 0)
-            return done ? static_cast<int64_t>(done) : -1;
-        if (got == 0)
-            break;
-        done += static_cast<uint64_t>(got);
-    }
-    return static_cast<int64_t>(done);
+    uint64_t moved = 0;
+    int error = VXPosixReadAll(fileno(stream), buffer, size, static_cast<int64_t>(position), moved);
+    return error && moved == 0 ? -1 : static_cast<int64_t>(moved);
 }
 
 bool PlatformGetLastWriteTime(char const* name, uint64_t& ticks)
