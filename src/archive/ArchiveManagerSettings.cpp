@@ -60,6 +60,31 @@ size_t CopyCut(char* out, size_t size, char const* text)
     out[length] = 0;
     return length;
 }
+
+// Up to four characters, lowered, as a big-endian word. For two texts of which one has at
+// most three characters, the words order as the case-blind compare orders the texts.
+uint32_t PackExtension(char const* text)
+{
+    uint32_t word = 0;
+    int shift = 24;
+    for (int i = 0; i < 4 && text[i]; ++i, shift -= 8)
+        word |= static_cast<uint32_t>(VXLowerAsciiChar(text[i])) << shift;
+    return word;
+}
+
+// The map's extensions as words, in map order: made when the program starts and again
+// whenever the map is sorted, both before lookups run on other threads.
+uint32_t gPackedExtensions[ArchiveManager::uiExtensionCountS];
+
+bool PackMap()
+{
+    for (unsigned int i = 0; i < ArchiveManager::uiExtensionCountS; ++i)
+        gPackedExtensions[i] =
+            PackExtension(ArchiveManager::ArchiveTypeExtensionsMap[i].acExtension);
+    return true;
+}
+
+bool const gPackedAtStart = PackMap();
 } // namespace
 
 void ArchiveManager::Init(bool useArchives, char const* masterFilePath,
@@ -116,6 +141,7 @@ void ArchiveManager::SortArchiveTypeExtensions()
             map[smallest] = swap;
         }
     }
+    PackMap();
 }
 
 ARCHIVE_TYPE ArchiveManager::GetArchiveTypeFromFileExtension(char const* extension)
@@ -126,6 +152,7 @@ ARCHIVE_TYPE ArchiveManager::GetArchiveTypeFromFileExtension(char const* extensi
         extension += 1;
     else if (extension[0] && extension[1] == '.')
         extension += 2;
+    uint32_t key = PackExtension(extension);
     unsigned int low = 0;
     unsigned int high = uiExtensionCountS;
     unsigned int step = 0;
@@ -133,13 +160,13 @@ ARCHIVE_TYPE ArchiveManager::GetArchiveTypeFromFileExtension(char const* extensi
     {
         step = (high - low) / 2;
         unsigned int middle = low + step;
-        int order = VXStricmp(extension, ArchiveTypeExtensionsMap[middle].acExtension);
-        if (order == 0)
+        uint32_t entry = gPackedExtensions[middle];
+        if (entry == key)
             return ArchiveTypeExtensionsMap[middle].eType;
-        if (order < 0)
-            high = middle;
-        else
-            low = middle;
+        // Selects rather than branches: the direction is a coin toss on every step.
+        bool below = key < entry;
+        high = below ? middle : high;
+        low = below ? low : middle;
     } while (step != 0);
     return ARCHIVE_TYPE_MISC;
 }
