@@ -107,8 +107,18 @@ uint64_t ArchiveFile::ReadFromArchive(void* dest, uint64_t size, uint64_t extra)
         size -= copied;
     }
     archive.uiBufferReadSize = archive.uiReadPos = 0;
+    uint64_t ahead = archive.ReadAhead(target, out, size);
+    copied += ahead;
+    if (ahead == size)
+    {
+        CriticalSectionLeave();
+        return copied;
+    }
+    out += ahead;
+    target += ahead;
+    size -= ahead;
     uint64_t fromDisk = 0;
-    bool positioned = target == bufferEnd || archive.SeekStreamTo(target);
+    bool positioned = target == archive.uiDiskPos || archive.SeekStreamTo(target);
     if (positioned && target < archive.uiFileSize)
     {
         if (size >= archive.uiBufferSize || !archive.pBuffer)

@@ -159,3 +159,31 @@ TEST(ArchiveRead, EmbeddedNameFrames)
     EXPECT_EQ(lying->Tell(), 8u);
     EXPECT_EQ(lying->Read(&c, 1), 0u);
 }
+
+// Small members read in disk order come out of the read-ahead block, across its ends, and
+// a name fetched from disk in between does not disturb the run.
+TEST(ArchiveRead, RunsInDiskOrderAcrossReadAheadBlocks)
+{
+    ArchiveSettingsScope settings;
+    TempDir dir;
+    std::vector<TestMember> members;
+    for (int i = 0; i < 400; ++i) // about 1.2 MB: several blocks
+        members.push_back({"run\\m" + std::to_string(1000 + i) + ".bin",
+                           RandomBytes(1000 + static_cast<size_t>(i) * 27, i), kStored});
+    VXArchiveLayout layout;
+    std::string path = SaveArchive(dir, BuildArchive(members, {}, &layout));
+    Archive archive(path.c_str(), 262144, false, false);
+    ASSERT_TRUE(archive.FileIsGood());
+    for (size_t chunk : {size_t{700}, size_t{64 * 1024}})
+    {
+        for (auto const& placed : layout.kMembers)
+        {
+            std::unique_ptr<ArchiveFile> reader = OpenMember(archive, placed.sPath.c_str());
+            ASSERT_NE(reader, nullptr) << placed.sPath;
+            size_t index = static_cast<size_t>(std::stoi(placed.sPath.substr(5, 4))) - 1000;
+            ASSERT_EQ(ReadAll(*reader, chunk), members[index].sBytes) << placed.sPath;
+            if (index % 97 == 0)
+                archive.GetFileString(0, index); // a name fetch from the shared stream
+        }
+    }
+}
