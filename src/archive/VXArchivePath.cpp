@@ -20,28 +20,14 @@ void Clear(VXPathParts& out)
 }
 } // namespace
 
-VXPathSpan VXSplitPathSpan(char const* path)
+bool VXPathPartsFit(VXPathSpan const& span)
 {
-    VXPathSpan span{path, path, path, path, path, false};
-    if (!path)
-        return span;
-    span.pRest = (path[0] && path[1] == ':') ? path + 2 : path;
-    span.pEnd = path + std::strlen(path);
-    span.pDot = span.pEnd;
-    // Backwards from the end: only the file part is walked, and its last dot is the first
-    // one met.
-    char const* p = span.pEnd;
-    for (; p > span.pRest && p[-1] != '\\' && p[-1] != '/'; --p)
-        if (p[-1] == '.' && span.pDot == span.pEnd)
-            span.pDot = p - 1;
-    span.pName = p;
     auto fits = [](char const* begin, char const* end, size_t field)
     { return static_cast<size_t>(end - begin) < field; };
-    span.bFits = fits(span.pBegin, span.pRest, sizeof(VXPathParts::acDrive)) &&
-                 fits(span.pRest, span.pName, sizeof(VXPathParts::acDirectory)) &&
-                 fits(span.pName, span.pDot, sizeof(VXPathParts::acName)) &&
-                 fits(span.pDot, span.pEnd, sizeof(VXPathParts::acExtension));
-    return span;
+    return span.pBegin && fits(span.pBegin, span.pRest, sizeof(VXPathParts::acDrive)) &&
+           fits(span.pRest, span.pName, sizeof(VXPathParts::acDirectory)) &&
+           fits(span.pName, span.pDot, sizeof(VXPathParts::acName)) &&
+           fits(span.pDot, span.pEnd, sizeof(VXPathParts::acExtension));
 }
 
 bool VXSplitPath(char const* path, VXPathParts& out)
@@ -50,7 +36,7 @@ bool VXSplitPath(char const* path, VXPathParts& out)
     if (!path)
         return true;
     VXPathSpan span = VXSplitPathSpan(path);
-    if (!span.bFits)
+    if (!VXPathPartsFit(span))
         return false;
     CopyPart(out.acDrive, sizeof(out.acDrive), span.pBegin, span.pRest);
     CopyPart(out.acDirectory, sizeof(out.acDirectory), span.pRest, span.pName);

@@ -2,6 +2,8 @@
 // ASCII lowering. Free of state; any thread.
 #pragma once
 
+#include "foundation/VXCRuntime.h"
+
 #include <cstddef>
 
 struct VXPathParts
@@ -17,19 +19,9 @@ struct VXPathParts
 // part empty and gives false; a null path gives empty parts.
 bool VXSplitPath(char const* path, VXPathParts& out);
 
-// The same split as pointers into the path: [pBegin, pRest) drive, [pRest, pName)
-// directory, [pName, pDot) name, [pDot, pEnd) extension. bFits is false when VXSplitPath
-// would leave every part empty (a null path, or a part too long for its field).
-struct VXPathSpan
-{
-    char const* pBegin; // the path
-    char const* pRest;  // behind the drive
-    char const* pName;  // behind the last separator
-    char const* pDot;   // the extension's dot, or pEnd
-    char const* pEnd;   // the terminator
-    bool bFits;         // every part fits its field of VXPathParts
-};
-VXPathSpan VXSplitPathSpan(char const* path);
+// Whether every part of the split fits its field of VXPathParts; VXSplitPath leaves all
+// parts empty when one does not.
+bool VXPathPartsFit(VXPathSpan const& span);
 
 // Drive plus directory in the form the directory key is made from: "." when empty, one
 // trailing backslash removed. False (and ".") when it does not fit in size bytes.

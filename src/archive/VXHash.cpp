@@ -114,7 +114,7 @@ void VXHash::MakeDirAndFile(char const* path, VXHash& dir, VXHash& file)
 {
     // The same split as VXSplitPath, on pointers into the path: no copies on the lookup path.
     VXPathSpan span = VXSplitPathSpan(path);
-    if (!span.bFits)
+    if (!VXPathPartsFit(span))
     {
         file.uiKey = 0;
         dir.uiKey = MakeKey(".", 1, nullptr, 0);

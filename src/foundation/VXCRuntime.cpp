@@ -46,6 +46,24 @@ bool VXStrlwr(char* text, size_t size)
     return false;
 }
 
+VXPathSpan VXSplitPathSpan(char const* path)
+{
+    VXPathSpan span{path, path, path, path, path};
+    if (!path)
+        return span;
+    span.pRest = (path[0] && path[1] == ':') ? path + 2 : path;
+    span.pEnd = path + std::strlen(path);
+    span.pDot = span.pEnd;
+    // Backwards from the end: only the file part is walked, and its last dot is the first
+    // one met.
+    char const* p = span.pEnd;
+    for (; p > span.pRest && !IsSeparator(p[-1]); --p)
+        if (p[-1] == '.' && span.pDot == span.pEnd)
+            span.pDot = p - 1;
+    span.pName = p;
+    return span;
+}
+
 bool VXSplitPath(char const* path, char* drive, size_t driveSize, char* folder, size_t folderSize,
                  char* name, size_t nameSize, char* extension, size_t extensionSize)
 {
@@ -55,22 +73,11 @@ bool VXSplitPath(char const* path, char* drive, size_t driveSize, char* folder, 
             out[0] = 0;
     if (!path)
         return false;
-    char const* end = path + std::strlen(path);
-    char const* rest = (path[0] && path[1] == ':') ? path + 2 : path;
-    char const* nameStart = rest;
-    for (char const* p = rest; p < end; ++p)
-        if (IsSeparator(*p))
-            nameStart = p + 1;
-    char const* dot = end;
-    for (char const* p = end; p > nameStart; --p)
-        if (p[-1] == '.')
-        {
-            dot = p - 1;
-            break;
-        }
-    bool fits =
-        CopyPart(path, rest, drive, driveSize) && CopyPart(rest, nameStart, folder, folderSize) &&
-        CopyPart(nameStart, dot, name, nameSize) && CopyPart(dot, end, extension, extensionSize);
+    VXPathSpan span = VXSplitPathSpan(path);
+    bool fits = CopyPart(span.pBegin, span.pRest, drive, driveSize) &&
+                CopyPart(span.pRest, span.pName, folder, folderSize) &&
+                CopyPart(span.pName, span.pDot, name, nameSize) &&
+                CopyPart(span.pDot, span.pEnd, extension, extensionSize);
     if (!fits)
         for (char* out : outputs)
             if (out)

@@ -35,6 +35,19 @@ inline int VXStricmp(char const* a, char const* b)
 // Lower-cases in place, at most size bytes; false when no terminator lies within them.
 bool VXStrlwr(char* text, size_t size);
 
+// A path split by pointers into it: [pBegin, pRest) drive ("c:"), [pRest, pName) folder
+// with its final separator, [pName, pDot) base name, [pDot, pEnd) extension with its dot
+// (pDot is pEnd when there is none). A null path gives all five null.
+struct VXPathSpan
+{
+    char const* pBegin; // the path
+    char const* pRest;  // behind the drive
+    char const* pName;  // behind the last separator
+    char const* pDot;   // the extension's dot, or pEnd
+    char const* pEnd;   // the terminator
+};
+VXPathSpan VXSplitPathSpan(char const* path);
+
 // Splits a path into drive ("c:"), folder (with its final separator), base name and
 // extension (with its dot). Any output may be null; each non-null output has its size
 // in bytes. False, with every output emptied, when a part does not fit.
