@@ -1,0 +1,209 @@
+#include "jobs/VXJobListData.h"
+
+#include "jobs/VXJobClock.h"
+#include "jobs/VXJobMarkers.h"
+
+#include <cstring>
+
+using namespace VXJobs;
+
+namespace
+{
+template <class T> std::atomic_ref<T> Atomic(T& rValue)
+{
+    return std::atomic_ref<T>(rValue);
+}
+} // namespace
+
+JobListData::JobListData(VXFixedString const& sListName, VXEventFlag* pFlag)
+    : sName(sListName), kDoneEvent(false, false), aiSubmitCounters{}, acPadFront{},
+      uiNextJob(0), acPadBack{}, iThreadTokens(0), uiGeneration(0), piPredecessor(nullptr),
+      pEventFlag(pFlag), uiNumSyncs(0), uiSectionStart(0), uiSubmitSlot(0), uiNumThreads(0),
+      uiFlags(0), ucPriority(0), bOnThreads(false), kLiveStats{}, kLastStats{}
+{
+    AnchorJobClock();
+}
+
+void JobListData::AppendSection()
+{
+    kSectionCounts.Add(static_cast<int64_t>(kJobs.QSize() - uiSectionStart));
+}
+
+void JobListData::CloseBuild()
+{
+    AppendSection();
+    if (uiFlags & FLAG_REUSABLE)
+    {
+        kSavedSectionCounts.SetSize(kSectionCounts.QSize());
+        for (unsigned int i = 0; i < kSectionCounts.QSize(); ++i)
+            kSavedSectionCounts[i] = kSectionCounts[i];
+    }
+    kJobs.Add(Job{&NoOpJob, EndMarker(), nullptr});
+    uiFlags |= FLAG_FINISHED_BUILD;
+}
+
+void JobListData::ResetState()
+{
+    if (uiFlags & FLAG_REUSABLE)
+    {
+        for (unsigned int i = 0; i < kSectionCounts.QSize() && i < kSavedSectionCounts.QSize(); ++i)
+            kSectionCounts[i] = kSavedSectionCounts[i];
+        for (uint32_t& rWord : kSyncWords)
+            rWord = 0;
+    }
+    else
+    {
+        kJobs.Clear();
+        kSectionCounts.Clear();
+        kSyncWords.Clear();
+        uiFlags &= ~FLAG_FINISHED_BUILD;
+        piPredecessor = nullptr;
+        uiNumSyncs = 0;
+        uiSectionStart = 0;
+    }
+    kDoneEvent.Reset();
+    uiSubmitSlot = 0;
+    uiFlags = (uiFlags & ~FLAG_SIGNAL_OPEN) | FLAG_IDLE;
+}
+
+bool JobListData::QLastSectionOpen() const
+{
+    unsigned int uiCount = kSectionCounts.QSize();
+    if (uiCount == 0)
+        return false;
+    int64_t& rLast = const_cast<int64_t&>(kSectionCounts[uiCount - 1]);
+    return Atomic(rLast).load(std::memory_order_acquire) > 0;
+}
+
+void JobListData::CloseStats()
+{
+    kLastStats = kLiveStats;
+    for (unsigned int i = 0; i < 32; ++i)
+    {
+        kLastStats.auiProcessingTime[i] = JobClockToMicroseconds(kLiveStats.auiProcessingTime[i]);
+        kLastStats.auiTotalTime[i] = JobClockToMicroseconds(kLiveStats.auiTotalTime[i]);
+        // Rounding of the two conversions must not make wasted time negative.
+        if (kLastStats.auiTotalTime[i] < kLastStats.auiProcessingTime[i])
+            kLastStats.auiTotalTime[i] = kLastStats.auiProcessingTime[i];
+    }
+}
+
+void JobListData::FinishSection(uint32_t uiSection, int64_t iDone, unsigned int& uiResult)
+{
+    if (iDone == 0 || uiSection >= kSectionCounts.QSize())
+        return;
+    // Release publishes this thread's jobs; acquire, for the thread reaching 0, sees all.
+    int64_t iLeft =
+        Atomic(kSectionCounts[uiSection]).fetch_sub(iDone, std::memory_order_acq_rel) - iDone;
+    if (iLeft != 0 || uiSection + 1 != kSectionCounts.QSize())
+        return;
+    uint64_t uiNow = Now();
+    Atomic(kLiveStats.uiFinishTime).store(uiNow ? uiNow : 1, std::memory_order_relaxed);
+    if (pEventFlag)
+        pEventFlag->Set();
+    Atomic(aiSubmitCounters[uiSubmitSlot]).fetch_sub(1, std::memory_order_release);
+    uiResult |= RESULT_DONE;
+}
+
+bool JobListData::PassSync(uint32_t uiSection, unsigned int& uiResult)
+{
+    if (uiSection == 0 || uiSection > kSyncWords.QSize())
+        return true; // no section before it to wait for
+    std::atomic_ref<uint32_t> kWord(kSyncWords[uiSection - 1]);
+    std::atomic_ref<int64_t> kCount(kSectionCounts[uiSection - 1]);
+    uint32_t uiWord = kWord.load(std::memory_order_acquire);
+    for (;;)
+    {
+        if (uiWord & SYNC_RELEASED)
+            return true;
+        if (kCount.load(std::memory_order_acquire) != 0)
+        {
+            if (kWord.compare_exchange_weak(uiWord, uiWord + 1, std::memory_order_acq_rel,
+                                            std::memory_order_acquire))
+            {
+                uiResult |= RESULT_PARKED;
+                return false;
+            }
+            continue;
+        }
+        if (kWord.compare_exchange_weak(uiWord, uiWord | SYNC_RELEASED, std::memory_order_acq_rel,
+                                        std::memory_order_acquire))
+        {
+            if (uiWord != 0)
+                uiResult |= RESULT_RELEASE;
+            return true;
+        }
+    }
+}
+
+unsigned int JobListData::Step(unsigned int uiUnit, ActiveList& rRecord, bool bStopAfterJob)
+{
+    if (rRecord.uiGeneration != QGeneration())
+        return RESULT_STALE;
+    if (Atomic(kLiveStats.uiStartTime).load(std::memory_order_relaxed) == 0)
+    {
+        uint64_t uiZero = 0;
+        uint64_t uiNow = Now();
+        Atomic(kLiveStats.uiStartTime)
+            .compare_exchange_strong(uiZero, uiNow ? uiNow : 1, std::memory_order_relaxed);
+    }
+    Job const* pJobs = kJobs.QBase();
+    uint32_t const uiEntries = kJobs.QSize();
+    uint32_t uiIndex = rRecord.uiJobIndex;
+    uint32_t uiSection = rRecord.uiSection;
+    // Relaxed: the entries reached this thread through the queue hand-off, and the order
+    // between jobs comes from the section counts.
+    uint64_t uiSnapshot = uiNextJob.load(std::memory_order_relaxed);
+    unsigned int uiResult = 0;
+    int64_t iDone = 0; // entries of uiSection finished here, not yet subtracted
+    uint64_t uiProcessing = 0;
+    bool bStop = false;
+    while (!bStop && uiIndex <= uiSnapshot && uiIndex < uiEntries)
+    {
+        Job const& rJob = pJobs[uiIndex];
+        if (rJob.pParam == SignalMarker())
+        {
+            FinishSection(uiSection, iDone, uiResult);
+            iDone = 0;
+            ++uiSection;
+        }
+        else if (rJob.pParam == SyncMarker())
+        {
+            if (!PassSync(uiSection, uiResult))
+                break; // parked: the record stays on the Sync and is given up
+            bStop = (uiResult & RESULT_RELEASE) != 0;
+        }
+        else if (rJob.pParam == EndMarker())
+        {
+            uiResult |= RESULT_DONE;
+            break;
+        }
+        if (uiIndex == uiSnapshot && uiNextJob.compare_exchange_strong(uiSnapshot, uiSnapshot + 1,
+                                                                       std::memory_order_relaxed))
+        {
+            uint64_t uiStart = ReadJobClock();
+            rJob.pFunction(rJob.pParam);
+            uiProcessing += ReadJobClock() - uiStart;
+            uiResult |= RESULT_RAN;
+            ++iDone;
+            ++uiSnapshot;
+            bStop = bStop || bStopAfterJob;
+        }
+        // A lost claim refreshed uiSnapshot past this entry; a won one moved both on.
+        ++uiIndex;
+    }
+    FinishSection(uiSection, iDone, uiResult);
+    kLiveStats.auiProcessingTime[uiUnit] += uiProcessing;
+    rRecord.uiJobIndex = uiIndex;
+    rRecord.uiSection = uiSection;
+    rRecord.uiSnapshot = static_cast<uint32_t>(uiSnapshot);
+    return uiResult;
+}
+
+unsigned int JobListData::TimedStep(unsigned int uiUnit, ActiveList& rRecord, bool bStopAfterJob)
+{
+    uint64_t uiStart = ReadJobClock();
+    unsigned int uiResult = Step(uiUnit, rRecord, bStopAfterJob);
+    kLiveStats.auiTotalTime[uiUnit] += ReadJobClock() - uiStart;
+    return uiResult;
+}
