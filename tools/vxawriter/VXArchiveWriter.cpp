@@ -192,11 +192,12 @@ bool VXArchiveWriter::LoadBytes(Member const& member, std::string& bytes)
 }
 
 // The member's stored form: embedded name, inflated size, then the raw or deflated bytes.
-bool VXArchiveWriter::EncodeMember(Member const& member, std::string& stored)
+bool VXArchiveWriter::EncodeMember(Member const& member, std::string& stored, uint64_t& sourceSize)
 {
     std::string bytes;
     if (!LoadBytes(member, bytes))
         return false;
+    sourceSize = bytes.size();
     stored.clear();
     bool embedded = (kOptions.uiFlags & VXArchiveHeader::AF_EMBEDDED_FILE_NAMES) &&
                     kOptions.uiVersion >= VXArchiveHeader::FIRST_EMBEDDED_NAMES_VERSION;
@@ -322,9 +323,11 @@ bool VXArchiveWriter::WriteAll(VXArchiveSink& sink)
     bool compressedByDefault = kOptions.uiFlags & VXArchiveHeader::AF_COMPRESSED;
     uint64_t offset = tables.size();
     std::string stored;
+    uint64_t sourceDone = 0;
     for (size_t i = 0; i < kMembers.size(); ++i)
     {
-        if (!EncodeMember(kMembers[i], stored))
+        uint64_t sourceSize = 0;
+        if (!EncodeMember(kMembers[i], stored, sourceSize))
             return false;
         if (stored.size() > kMaxStoredSize || offset + stored.size() > kMaxOffset)
             return Fail("archive too large for the format at '" + kMembers[i].sPath + "'");
@@ -339,6 +342,8 @@ bool VXArchiveWriter::WriteAll(VXArchiveSink& sink)
         if (!sink.WriteAt(offset, stored.data(), stored.size()))
             return Fail("write failed");
         offset += stored.size();
+        if (fnProgress)
+            fnProgress(i + 1, sourceDone += sourceSize);
     }
     kLayout.uiFileSize = offset;
     if (!sink.WriteAt(0, tables.data(), tables.size()))

@@ -10,8 +10,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 class VXArchiveSink; // where the written bytes go
@@ -58,6 +60,10 @@ public:
 
     explicit VXArchiveWriter(VXArchiveWriterOptions const& options = {});
 
+    using Progress = std::function<void(size_t members, uint64_t bytes)>;
+    // Called by Write after each member, with the members and source bytes done so far.
+    void SetProgress(Progress progress) { fnProgress = std::move(progress); }
+
     // False (with QError) for a bad name or a name already added. The bytes are copied.
     bool AddFile(std::string const& path, void const* data, size_t size,
                  MemberCompression compression = MC_DEFAULT);
@@ -97,11 +103,12 @@ private:
     bool BuildTables(std::vector<uint8_t>& tables);
     bool WriteAll(VXArchiveSink& sink);
     bool LoadBytes(Member const& member, std::string& bytes);
-    bool EncodeMember(Member const& member, std::string& stored);
+    bool EncodeMember(Member const& member, std::string& stored, uint64_t& sourceSize);
 
     VXArchiveWriterOptions kOptions;
     std::vector<Member> kMembers;
     std::unordered_set<std::string> kNamesAdded; // lower case, to refuse a name twice
     VXArchiveLayout kLayout;
     std::string sError;
+    Progress fnProgress;
 };
