@@ -1,16 +1,29 @@
 // Reading 20,000 members of 256 B to 64 KiB by name out of an archive, stored and
 // compressed, against the same files read loose with open/read and against bare zlib
 // inflate of the same compressed bytes. Prints microseconds per member and the ratios,
-// for the members in archive order and in a shuffled order. The data lives in a temp
+// for the members in archive order and in a shuffled order. Then the host's road
+// (FileFinder::GetFile and Read) against direct archive reads and against libzip and
+// PhysFS reading a stored zip of the same files, the cost of the loose-twin test on the
+// first read of each member, and misses that probe the disk. The data lives in a temp
 // folder that is removed at the end.
 #include "vxawriter/VXArchiveWriter.h"
 #include "vxsystem/Archive.h"
 #include "vxsystem/ArchiveFile.h"
 #include "vxsystem/ArchiveManager.h"
+#include "vxsystem/FileFinder.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 #include <zlib.h>
+#ifdef VX_BENCH_LIBDEFLATE
+#include <libdeflate.h>
+#endif
+#ifdef VX_BENCH_LIBZIP
+#include <zip.h>
+#endif
+#ifdef VX_BENCH_PHYSFS
+#include <physfs.h>
+#endif
 
 #include <algorithm>
 #include <chrono>
@@ -22,6 +35,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace
@@ -30,6 +44,7 @@ constexpr int kMembers = 20000;
 constexpr int kDirectories = 100;
 constexpr size_t kMaxSize = 65536;
 constexpr int kPasses = 3;
+constexpr unsigned int kHostBuffer = 65536; // what the manager gives mesh and texture readers
 
 struct Member
 {
@@ -76,11 +91,12 @@ std::vector<Member> WriteLooseFiles(std::filesystem::path const& root)
     for (int i = 0; i < kMembers; ++i)
     {
         int d = i % kDirectories;
-        char name[64];
+        char name[64], folderName[16];
         std::snprintf(name, sizeof(name), "d%02d\\f%05d.bin", d, i);
-        std::filesystem::path folder = root / ("d" + std::to_string(d));
+        std::snprintf(folderName, sizeof(folderName), "d%d", d);
+        std::filesystem::path folder = root / folderName;
         std::filesystem::create_directories(folder);
-        std::filesystem::path path = folder / (std::string(name).substr(4));
+        std::filesystem::path path = folder / (name + 4);
         // Sizes spread evenly over the octaves from 256 B to 64 KiB.
         size_t size =
             std::min(kMaxSize, static_cast<size_t>(256.0 * std::pow(2.0, exponent(random))));
@@ -112,10 +128,10 @@ bool WriteArchive(std::vector<Member> const& members, bool compressed, std::stri
 
 // Best of kPasses, in microseconds per member.
 double Time(std::vector<int> const& order, std::function<size_t(int)> const& readOne,
-            size_t expectedBytes)
+            size_t expectedBytes, int passes = kPasses)
 {
     double best = 1e30;
-    for (int pass = 0; pass < kPasses; ++pass)
+    for (int pass = 0; pass < passes; ++pass)
     {
         auto start = std::chrono::steady_clock::now();
         size_t bytes = 0;
@@ -161,13 +177,13 @@ size_t ReadMember(Archive& archive, Member const& member, char* buffer)
     return total;
 }
 
-size_t InflateBare(std::vector<char> const& packed, Packed const& where, char* buffer)
+size_t Inflate(char const* in, size_t size, char* buffer)
 {
     z_stream stream{};
     if (inflateInit(&stream) != Z_OK)
         return 0;
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(packed.data() + where.uiOffset));
-    stream.avail_in = static_cast<uInt>(where.uiSize);
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(in));
+    stream.avail_in = static_cast<uInt>(size);
     stream.next_out = reinterpret_cast<Bytef*>(buffer);
     stream.avail_out = kMaxSize;
     inflate(&stream, Z_FINISH);
@@ -175,6 +191,110 @@ size_t InflateBare(std::vector<char> const& packed, Packed const& where, char* b
     inflateEnd(&stream);
     return total;
 }
+
+size_t InflateBare(std::vector<char> const& packed, Packed const& where, char* buffer)
+{
+    return Inflate(packed.data() + where.uiOffset, where.uiSize, buffer);
+}
+
+// What a reader without an archive layer does: one positioned read, then zlib.
+size_t PreadInflate(int fd, Packed const& where, std::vector<char>& scratch, char* buffer)
+{
+    scratch.resize(std::max<size_t>(scratch.size(), where.uiSize));
+    if (pread(fd, scratch.data(), where.uiSize, static_cast<off_t>(where.uiOffset)) !=
+        static_cast<ssize_t>(where.uiSize))
+        return 0;
+    return Inflate(scratch.data(), where.uiSize, buffer);
+}
+
+size_t ReadHost(Member const& member, char* buffer)
+{
+    std::unique_ptr<KoFile> file(
+        FileFinder::GetFile(member.sName.c_str(), KoFile::MODE_READ, kHostBuffer));
+    if (!file)
+        return 0;
+    size_t total = 0;
+    while (uint64_t got = file->Read(buffer + total, kMaxSize - total))
+        total += got;
+    return total;
+}
+
+// Opens the master archives as a host does; Close hands them back.
+void OpenHost(bool invalidate)
+{
+    ArchiveManager::SetInvalidation(invalidate, nullptr);
+    ArchiveManager::OpenMasterArchives();
+}
+
+void CloseHost()
+{
+    std::vector<std::unique_ptr<Archive>> archives;
+    if (VXTArray<Archive*>* list = ArchiveManager::GetArchiveList())
+        for (Archive* archive : *list)
+            archives.emplace_back(archive);
+    ArchiveManager::CloseAll();
+}
+
+std::vector<std::string> ZipNames(std::vector<Member> const& members)
+{
+    std::vector<std::string> names;
+    for (Member const& member : members)
+    {
+        names.push_back(member.sName);
+        std::replace(names.back().begin(), names.back().end(), '\\', '/');
+    }
+    return names;
+}
+
+#ifdef VX_BENCH_LIBZIP
+// The same files as one zip with stored members, written by libzip.
+bool WriteZip(std::vector<Member> const& members, std::vector<std::string> const& names,
+              std::string const& path)
+{
+    int error = 0;
+    zip_t* zip = zip_open(path.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error);
+    if (!zip)
+        return false;
+    for (size_t i = 0; i < members.size(); ++i)
+    {
+        zip_source_t* source = zip_source_file(zip, members[i].sLoosePath.c_str(), 0, -1);
+        zip_int64_t index = source ? zip_file_add(zip, names[i].c_str(), source, 0) : -1;
+        if (index < 0)
+            zip_source_free(source);
+        if (index < 0 ||
+            zip_set_file_compression(zip, static_cast<zip_uint64_t>(index), ZIP_CM_STORE, 0) != 0)
+        {
+            zip_discard(zip);
+            return false;
+        }
+    }
+    return zip_close(zip) == 0;
+}
+
+size_t ReadZip(zip_t* zip, std::string const& name, char* buffer)
+{
+    zip_file_t* file = zip_fopen(zip, name.c_str(), 0);
+    if (!file)
+        return 0;
+    size_t total = 0;
+    for (zip_int64_t got; (got = zip_fread(file, buffer + total, kMaxSize - total)) > 0;)
+        total += static_cast<size_t>(got);
+    zip_fclose(file);
+    return total;
+}
+#endif
+
+#ifdef VX_BENCH_PHYSFS
+size_t ReadPhysfs(std::string const& name, char* buffer)
+{
+    PHYSFS_File* file = PHYSFS_openRead(name.c_str());
+    if (!file)
+        return 0;
+    PHYSFS_sint64 got = PHYSFS_readBytes(file, buffer, kMaxSize);
+    PHYSFS_close(file);
+    return got > 0 ? static_cast<size_t>(got) : 0;
+}
+#endif
 
 // The zlib streams of the compressed archive, in one block, indexed like the members.
 std::vector<Packed> LoadPackedStreams(std::string const& path, VXArchiveLayout const& layout,
@@ -193,6 +313,37 @@ std::vector<Packed> LoadPackedStreams(std::string const& path, VXArchiveLayout c
     return packed;
 }
 
+#ifdef VX_BENCH_LIBDEFLATE
+size_t InflateDeflateBare(std::vector<char> const& packed, Packed const& where, char* buffer)
+{
+    static libdeflate_decompressor* sDecompressor = libdeflate_alloc_decompressor();
+    size_t actual = 0;
+    libdeflate_zlib_decompress(sDecompressor, packed.data() + where.uiOffset, where.uiSize, buffer,
+                               kMaxSize, &actual);
+    return actual;
+}
+#endif
+
+// Both halves of order on two threads at once, each with its own buffer; us per member.
+double TimeTwoThreads(std::vector<int> const& order, Archive& archive,
+                      std::vector<Member> const& members)
+{
+    auto start = std::chrono::steady_clock::now();
+    std::vector<std::thread> threads;
+    for (size_t half = 0; half < 2; ++half)
+        threads.emplace_back(
+            [&, half]
+            {
+                std::vector<char> buffer(kMaxSize);
+                for (size_t k = half; k < order.size(); k += 2)
+                    ReadMember(archive, members[order[k]], buffer.data());
+            });
+    for (std::thread& thread : threads)
+        thread.join();
+    std::chrono::duration<double, std::micro> took = std::chrono::steady_clock::now() - start;
+    return took.count() / order.size();
+}
+
 void Report(char const* order, double loose, double stored, double compressed, double bare)
 {
     std::printf("%s order:\n", order);
@@ -205,6 +356,92 @@ void Report(char const* order, double loose, double stored, double compressed, d
 }
 } // namespace
 
+void Row(char const* name, double us, char const* against, double ratio)
+{
+    std::printf("  %-34s %8.2f us/member   %-30s %5.2fx\n", name, us, against, ratio);
+}
+
+// The host's road over the stored archive, scattered, against direct reads and the zip
+// peers; then the loose-twin test on first reads, and misses that probe the disk.
+int HostRows(std::filesystem::path const& root, std::vector<Member> const& members,
+             std::vector<int> const& shuffled, Archive& stored, size_t totalBytes)
+{
+    std::vector<char> buffer(kMaxSize);
+    char* out = buffer.data();
+    std::vector<std::string> zipNames = ZipNames(members);
+    if (chdir(root.c_str()) != 0)
+        return 1;
+    FileFinder finder(nullptr, 0, false);
+    FileFinder::AddPath("Data");
+    OpenHost(false);
+    std::printf("host road (FileFinder::GetFile, %u-byte reader), stored, shuffled:\n",
+                kHostBuffer);
+    double host = Time(
+        shuffled, [&](int i) { return ReadHost(members[i], out); }, totalBytes);
+    double direct = Time(
+        shuffled, [&](int i) { return ReadMember(stored, members[i], out); }, totalBytes);
+    Row("direct Archive reads", direct, "", 1.0);
+    Row("host road", host, "host/direct (<= 1.15x)", host / direct);
+#ifdef VX_BENCH_LIBZIP
+    std::string zipPath = (root / "stored.zip").string();
+    if (!WriteZip(members, zipNames, zipPath))
+        return 1;
+    int error = 0;
+    zip_t* zip = zip_open(zipPath.c_str(), ZIP_RDONLY, &error);
+    if (!zip)
+        return 1;
+    double libzip = Time(
+        shuffled, [&](int i) { return ReadZip(zip, zipNames[i], out); }, totalBytes);
+    zip_close(zip);
+    Row("libzip, stored zip", libzip, "libzip/host (>= 2x)", libzip / host);
+#ifdef VX_BENCH_PHYSFS
+    if (!PHYSFS_init(nullptr) || !PHYSFS_mount(zipPath.c_str(), nullptr, 1))
+        return 1;
+    double physfs = Time(
+        shuffled, [&](int i) { return ReadPhysfs(zipNames[i], out); }, totalBytes);
+    PHYSFS_deinit();
+    Row("PhysFS, stored zip", physfs, "physfs/host", physfs / host);
+#endif
+#endif
+    // First reads only: every pass opens the archive afresh, so each member's twin test
+    // runs once. Passes alternate so that drift hits both sides alike.
+    CloseHost();
+    double off = 1e30, on = 1e30;
+    for (int pass = 0; pass < kPasses; ++pass)
+        for (bool invalidate : {false, true})
+        {
+            OpenHost(invalidate);
+            double first = Time(
+                shuffled, [&](int i) { return ReadHost(members[i], out); }, totalBytes, 1);
+            CloseHost();
+            (invalidate ? on : off) = std::min(invalidate ? on : off, first);
+        }
+    std::printf("first read of each member, host road, shuffled:\n");
+    Row("invalidation off", off, "", 1.0);
+    std::printf("  %-34s %8.2f us/member   on - off (<= +0.3 us)          %+5.2f us\n",
+                "invalidation on", on, on - off);
+    OpenHost(true);
+    std::vector<std::string> misses;
+    for (size_t i = 0; i < members.size(); ++i)
+    {
+        char name[64];
+        std::snprintf(name, sizeof(name), "d%02zu\\none%05zu.bin", i % kDirectories, i);
+        misses.push_back(name);
+    }
+    double miss = Time(
+        shuffled,
+        [&](int i)
+        {
+            char path[MAX_PATH_BYTES];
+            return size_t{FileFinder::Locate(misses[i].c_str(), path, 0, 0xFFFF) !=
+                          FileFinder::FILE_NOT_FOUND};
+        },
+        0);
+    CloseHost();
+    std::printf("host Exist miss, archives and disk probes: %.2f us/name\n", miss);
+    return 0;
+}
+
 int main()
 {
     std::filesystem::path root =
@@ -212,8 +449,10 @@ int main()
     auto setupStart = std::chrono::steady_clock::now();
     std::vector<Member> members = WriteLooseFiles(root / "loose");
     VXArchiveLayout storedLayout, packedLayout;
-    std::string storedPath = (root / "stored.vxa").string();
-    std::string packedPath = (root / "packed.vxa").string();
+    std::string storedPath = (root / "Data" / "Stored.vxa").string();
+    std::string packedPath = (root / "Data" / "Packed.vxa").string();
+    std::filesystem::create_directories(root / "Data" / "d00"); // one folder with a loose twin
+    std::ofstream(root / "Data" / "d00" / "other.bin") << "loose";
     if (!WriteArchive(members, false, storedPath, storedLayout) ||
         !WriteArchive(members, true, packedPath, packedLayout))
         return 1;
@@ -227,15 +466,17 @@ int main()
                 totalBytes / 1e6, packedLayout.uiFileSize / 1e6, setup.count());
 
     // A host's settings: no loose-file overrides, readers of up to 128 KiB.
-    ArchiveManager::Init(true, "", nullptr, 0);
+    ArchiveManager::Init(true, "Data\\", "Stored.vxa", 0x20000);
     ArchiveManager::SetInvalidateOlderFiles(false);
     ArchiveManager::SetStartupFinished();
+    int result = 0;
     {
         Archive stored(storedPath.c_str(), 262144, false, false);
         Archive compressed(packedPath.c_str(), 262144, false, false);
-        if (stored.GetDisabled() || compressed.GetDisabled())
+        int packedFd = open(packedPath.c_str(), O_RDONLY);
+        if (stored.GetDisabled() || compressed.GetDisabled() || packedFd < 0)
             return 1;
-        std::vector<char> buffer(kMaxSize);
+        std::vector<char> buffer(kMaxSize), scratch;
         char* out = buffer.data();
         std::vector<int> archiveOrder; // the order of the tables, which is the order on disk
         for (auto const& placed : storedLayout.kMembers)
@@ -256,10 +497,38 @@ int main()
             double zipped = Time(
                 *order, [&](int i) { return ReadMember(compressed, members[i], out); }, totalBytes);
             Report(order == &archiveOrder ? "archive" : "shuffled", loose, raw, zipped, bare);
+            double preadZlib = Time(
+                *order, [&](int i) { return PreadInflate(packedFd, packed[i], scratch, out); },
+                totalBytes);
+            std::printf("  pread + zlib         %8.2f us/member   (pread+zlib)/compressed %5.2fx "
+                        "(>= 2x)\n",
+                        preadZlib, preadZlib / zipped);
+#ifdef VX_BENCH_LIBDEFLATE
+            double deflate = Time(
+                *order, [&](int i) { return InflateDeflateBare(packedBlock, packed[i], out); },
+                totalBytes);
+            std::printf("  bare libdeflate      %8.2f us/member   bare zlib/compressed %5.2fx\n",
+                        deflate, bare / zipped);
+#endif
+            double one = 1e9, two = 1e9;
+            for (int pass = 0; pass < kPasses; ++pass)
+            {
+                one = std::min(one, Time(
+                                        *order,
+                                        [&](int i) { return ReadMember(stored, members[i], out); },
+                                        totalBytes));
+                two = std::min(two, TimeTwoThreads(*order, stored, members));
+            }
+            std::printf("  2 threads, stored    %8.2f us/member   speed-up (>= 1.6x)  %5.2fx\n",
+                        two, one / two);
         }
+        close(packedFd);
+        result = HostRows(root, members, shuffled, stored, totalBytes);
     }
+    if (chdir("/") != 0)
+        result = 1;
     std::error_code error;
     std::filesystem::remove_all(root, error);
     ArchiveManager::Shutdown();
-    return 0;
+    return result;
 }

@@ -133,7 +133,8 @@ int main(int argc, char** argv)
     benchmark::Initialize(&argc, argv);
     for (unsigned int members : {1000u, 100000u})
     {
-        std::string suffix = "/" + std::to_string(members);
+        std::string suffix = std::to_string(members);
+        suffix.insert(suffix.begin(), '/'); // GCC 12 warns falsely on "/" + std::string
         benchmark::RegisterBenchmark(("Exist_hit" + suffix).c_str(), RunExist, members, HIT);
         benchmark::RegisterBenchmark(("Exist_wrong_case_hit" + suffix).c_str(), RunExist, members,
                                      WRONG_CASE_HIT);

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -60,6 +61,12 @@ void VisitMember(Archive& archive, uint64_t d, uint64_t f, size_t chunk)
     VXHash::MakeDirAndFile(path.c_str(), dir, file);
     uint64_t foundDir = 0, foundFile = 0;
     archive.FindFile(dir, file, foundDir, foundFile, path.c_str());
+    std::unique_ptr<ArchiveFile> whole(archive.GetFile(d, f, 0, nullptr));
+    if (whole && whole->GetFileSize() < kReadLimit) // one read of all of it: the whole-member path
+    {
+        std::vector<char> all(whole->GetFileSize() + 1);
+        whole->Read(all.data(), all.size());
+    }
     for (uint64_t bufferSize : {uint64_t{0}, uint64_t{VXFile::WHOLE_FILE_BUFFER}})
     {
         std::unique_ptr<ArchiveFile> reader(archive.GetFile(d, f, bufferSize, nullptr));

@@ -103,6 +103,9 @@ public:
     void CriticalSectionEnter(char const* name) { kCriticalSection.Enter(name); }
     void CriticalSectionLeave() { kCriticalSection.Unlock(); }
 
+    // Bytes of read-ahead blocks that all archives hold now; bounded whatever their number.
+    static uint64_t QReadAheadBytes();
+
     // Seconds since 1970 of the file's last write, taken at open.
     int64_t GetArchiveFileTime() const { return iArchiveFileTime; }
     void SetArchiveFileTime(int64_t time) { iArchiveFileTime = time; }
@@ -124,7 +127,7 @@ protected:
     void DeleteDirectoryStringArray();
     void DeleteFilenameStringArray(bool keepOffsets);
     void DeleteFileData();
-    // The last write time of the archive's own file; false if it cannot be found.
+    // When this archive's file was last written; false when the file is gone.
     bool PlatformGetLastWriteTime(_FILETIME* time) const;
     // Walks root + subPath recursively and drops the records of files newer than
     // archiveTime. Gives the number dropped.
@@ -156,6 +159,7 @@ private:
     bool LoadTables(uint64_t fileSize);
     bool LoadDirectoryTable(uint64_t fileSize);
     bool LoadDirectoryBlock(uint64_t index, uint64_t fileSize, uint64_t& namesUsed);
+    bool FitDirectoryName(uint64_t used, uint64_t length);
     bool LoadFileNames(uint64_t fileSize, uint64_t fileCount);
     bool ReadExact(void* dest, uint64_t size);
     void FreeAll();
@@ -174,11 +178,14 @@ private:
     bool DirectoryNameMatches(uint64_t dirIndex, char const* name);
     bool FileNameMatches(uint64_t dirIndex, uint64_t fileIndex, char const* name);
 
-    // Serves a read that continues where the stream stands, or lies in the block read
-    // ahead, from a large block: readers in disk order cost one system call for many
-    // members, while scattered reads go to the disk as before. Gives the bytes copied;
-    // the caller holds the lock.
-    uint64_t ReadAhead(uint64_t position, char* out, uint64_t size);
+    // Member bytes at an absolute position (ArchiveReadAhead.cpp). A read that continues
+    // the previous one is served from a block read ahead, under the lock; any other read
+    // goes straight into out with one positioned read and no lock, so readers on several
+    // threads do not queue. Gives the bytes delivered.
+    uint64_t ReadMember(uint64_t position, char* out, uint64_t size);
+    uint64_t CopyFromReadAhead(uint64_t position, char* out, uint64_t size);
+    bool FillReadAhead(uint64_t position);
+    void ReleaseReadAhead();
 
     // The shared stream, for the member readers; the caller holds the lock.
     bool SeekStreamTo(uint64_t position);
@@ -194,11 +201,13 @@ private:
     VXArchiveIndex* pIndex;                     // pair of keys to record; null when absent
     char* pDirectoryStrings;                    // all directory names, when resident
     uint64_t* pDirectoryStringOffsets;          // per directory, into pDirectoryStrings
+    uint64_t uiDirectoryNamesCapacity;          // bytes of pDirectoryStrings while loading
     char* pFileStrings;                         // the file name table, when resident
     uint64_t** pFileStringOffsets;              // per directory, per file, into the table
     char acDirectoryScratch[uiNameScratchS];    // directory name fetched last from disk
     char acFileScratch[uiNameScratchS];         // file name fetched last from disk
-    char* pReadAhead;                           // read-ahead block; null until a run of reads
+    char* pReadAhead;                           // read-ahead block; held during a run only
     uint64_t uiReadAheadStart;                  // file position of its first byte
     uint64_t uiReadAheadEnd;                    // file position behind its last valid byte
+    uint64_t uiNextReadPos;                     // where the previous member read ended
 };

@@ -1,9 +1,9 @@
-// ArchiveFile: the file object a caller receives for a member stored raw in an archive.
-// It has no stream of its own: every byte comes from the archive's one stream, under the
-// archive's lock, through the archive's read-ahead buffer, into this reader's private
-// buffer. Reads never leave the member, whatever its record says. Read-only: writes give
-// 0. The caller owns the object; the archive must outlive it. One thread at a time per
-// reader; any number of readers of one archive may read at once.
+// ArchiveFile: what a caller gets for a member kept uncompressed in an archive. It owns no
+// file handle: bytes come from the archive (Archive::ReadMember) into a private buffer
+// sized to the member, or straight into the caller's memory for large requests. Reads
+// stay inside the member whatever its record says; writes give 0. The caller owns the
+// object and the archive must outlive it. One thread at a time per reader; readers of
+// one archive on many threads do not queue behind each other's disk reads.
 #pragma once
 
 #include "vxsystem/VXFile.h"
@@ -32,7 +32,7 @@ public:
     Archive* QArchive() const { return pArchive; }
     int64_t QArchiveOffset() const { return uiArchiveOffset; }
 
-    // Read on the given stream; the last two arguments are not used.
+    // Plain Read on stream; the trailing pair exists for the engine's callback shape.
     static uint64_t RdNoSwap(KoBinaryStream* stream, void* dest, uint64_t size, unsigned int*,
                              unsigned int);
 

@@ -20,6 +20,7 @@ struct ArchiveTypeExtension
 class Archive;
 class ArchiveFile;
 class VXFileEntry;
+template <class T> class VXSimpleList;
 
 class ArchiveManager
 {
@@ -32,7 +33,7 @@ public:
     // other than 0 replaces the archive's own. Null when archives are off, no finder
     // exists, or the file is missing or broken. The archive stays the caller's to destroy.
     static Archive* OpenArchive(char const* name, unsigned short type, bool invalidateOthers);
-    // The listed archive whose file name equals path without regard to case.
+    // The open archive opened as path, compared case-blind.
     static Archive* GetArchive(char const* path);
     static void AddArchive(Archive* archive);
     // Unlists the archive and clears every reference to it; it is not destroyed.
@@ -65,12 +66,47 @@ public:
     static bool InvalidateFile(char const* path);
     // Drops this record from every listed archive of an overlapping type.
     static void InvalidateFileInArchives(VXHash& dir, VXHash& file, unsigned int typeMask);
-    // Lists handed over here belong to the manager afterwards: a VXTArray placed in a
+    // Only the pointer is written: a list replaced here goes back to whoever set it. The
+    // list in place at CloseAll is freed there, so it must be a VXTArray placed in a
     // MemoryManager block, holding VXHash objects from MemoryManager.
     static void SetInvalidateDirectoryHashes(VXTArray<VXHash*>* list);
     static void SetInvalidateFileNameHashes(VXTArray<VXHash*>* list);
     static VXTArray<VXHash*>* QInvalidateDirectoryHashes() { return pInvalidateDirectoryHashes; }
     static VXTArray<VXHash*>* QInvalidateFileNameHashes() { return pInvalidateFileNameHashes; }
+
+    // Directory queries (need archives with file names). Names added to a list come from
+    // MemoryManager, belong to the list and go in at its head. A list that already holds
+    // names takes members from the first archive with the directory only, and never a
+    // member whose file name it holds. Records that lookups no longer serve (dropped, or
+    // shadowed by a loose file) are never named.
+    static void AddToFileList(VXSimpleList<char const*>* list, char const* pattern,
+                              char const* prefix, ARCHIVE_TYPE type);
+    // One archive's part of AddToFileList; gives the sorted keys of the list's names once
+    // it has made them (the caller frees them), else sorted unchanged.
+    static VXHash** AddArchiveToFileList(Archive* archive, unsigned int count, VXHash** sorted,
+                                         VXHash& dir, VXHash& pattern,
+                                         VXSimpleList<char const*>* list, char const* prefix);
+    static bool WildCardMatch(char const* name, VXHash* pattern);
+    // A member of path's directory, written into out (MAX_PATH_BYTES) as path with its file
+    // part replaced; false when no archive serves a member of that directory.
+    static bool GetRandomFileNameForDirectory(char const* path, char* out, ARCHIVE_TYPE type);
+    // The same for the smallest member; the first in table order among equals.
+    static bool GetFileNameForSmallestFileInDirectory(char const* path, char* out,
+                                                      ARCHIVE_TYPE type);
+    static bool GetFileNameForFileEntry(ARCHIVE_TYPE_INDEX index, VXFileEntry* entry, char* out);
+    static Archive* GetArchiveForFileEntry(VXFileEntry* entry);
+
+    // Load tracking: records appended in call order, duplicates kept; no lock, the host
+    // orders its calls. The report writes one "FileEntries\Cell %08X.<archive>.txt" per
+    // archive, header first, then one "directory\file" line per record, CR LF ended.
+    static void TrackFileEntryLoad(VXFileEntry* entry);
+    static void ClearFileEntryTracking();
+    static void OutputFileEntryTracking(char* header, unsigned int cell);
+    static bool OutputProfileStats(char* unused);
+    static void SetTrackFileEntryLoading(bool track) { bTrackFileEntryLoading = track; }
+    static bool GetTrackFileEntryLoading() { return bTrackFileEntryLoading; }
+    static VXTArray<VXFileEntry*>* pFileEntryTrackingArray; // owned; null when none
+    static bool bTrackFileEntryLoading;                     // a switch for the host only
 
     static constexpr unsigned int uiExtensionCountS = 29;
 
@@ -137,8 +173,8 @@ public:
     static std::atomic<uint64_t> uiArchiveFileBufferSizeS;
 
     static VXTArray<Archive*>* pArchiveList; // open archives, oldest first; null until one opens
-    // The archive that answered last: asked first. A hint read and written without a
-    // lock by any thread; a race only changes which archive is asked first.
+    // Whichever archive answered most recently gets the next question first. Threads
+    // share it without a lock: losing a race merely reorders the search.
     static std::atomic<Archive*> spLastArchive;
     static Archive* spMasterArchives[2][ARCHIVE_INDEX_COUNT]; // [row][type index]
     static VXTArray<VXHash*>* pInvalidateFileNameHashes;      // owned; null when none
@@ -148,7 +184,7 @@ private:
     static void MakeMaster(Archive* archive);
 };
 
-// The name of a 3-D model relative to the data folder, cut to outSize - 1 characters:
+// A model's path under the data folder, at most outSize - 1 characters long:
 // "Trees" before a name ending in spt, the name itself when it starts with "meshes\",
 // else "meshes\" before it.
 void StandardizeModelPath(char const* path, char* out, uint64_t outSize);

@@ -37,6 +37,11 @@ protected:
     uint64_t StandardReadF(void* dest, uint64_t size);
 
 private:
+    // Whether nothing has been inflated yet.
+    bool QUntouched() const;
+    // A read of the whole member inflates in one call straight into out, when the build
+    // has libdeflate. False, with nothing changed, when it cannot.
+    bool InflateWhole(char* out, uint64_t& produced);
     // Runs inflate into out until room bytes are out, the stream ends or input runs out.
     uint64_t Inflate(char* out, uint64_t room, uint64_t& size);
     // The inflate buffer is allocated when first needed: a reader asked for at least its

@@ -1,6 +1,10 @@
 // The stream base classes: KoBinaryStream (Read/Write over virtual DoRead/DoWrite) and
 // KoFile, a buffered stream over a stdio FILE. KoFile also holds the process-wide file
 // factory and access hooks that FileFinder installs. One thread at a time per object.
+// A write, flush or repositioning that fails marks the stream failed: from then on writes
+// take nothing and Flush says false, so no later call can hide the loss. A final flush
+// that fails on close goes to VXSystemFile's error callback. A copy never shares the
+// original's stream or buffer: it starts closed.
 #pragma once
 
 #include "vxsystem/MemoryManager.h"
@@ -85,8 +89,12 @@ protected:
     uint64_t DoRead(void* buffer, uint64_t size) override;
     uint64_t DoWrite(void const* buffer, uint64_t size) override;
     // Read side: drops the buffered bytes, keeping the logical position. Write side:
-    // writes them out. False when the stream took fewer bytes than were pending.
+    // writes them out. False when the stream took fewer bytes than were pending, and
+    // ever after once the stream has failed.
     bool Flush();
+    // Flushes, closes and forgets the stream; a lost write goes to the error callback
+    // under name. The buffer stays.
+    void CloseStream(char const* name);
 
     uint64_t uiBufferSize;     // allocated bytes of pBuffer; 0 = unbuffered
     uint64_t uiBufferReadSize; // valid read bytes in pBuffer, ending at uiDiskPos
@@ -97,12 +105,15 @@ protected:
     OpenMode eMode;            // how the object was opened
     bool bGood;                // the object can be used
     bool bWritePending;        // pBuffer holds uiReadPos bytes not yet written
+    // A write or repositioning failed: the stream no longer matches this object.
+    mutable bool bStreamFailed;
     // Reads go to uiDiskPos by position, one system call each, and never move the
     // stream's own offset: for read-only files that many readers share.
     bool bPositionedReads;
 
 private:
     bool SeekStream(uint64_t position);
+    bool FlushStream();
     uint64_t WriteStream(void const* buffer, uint64_t size);
 
     static CreateFunc spCreateFunc;

@@ -10,7 +10,7 @@ class ScrapHeap;
 class MemoryManager
 {
 public:
-    // A scope-bound block from the calling thread's scrap heap; must die on that thread.
+    // Short-lived block out of this thread's scrap heap, freed at scope end on this thread.
     class AutoScrapBuffer
     {
     public:

@@ -1,6 +1,8 @@
 // Reentrant mutex between the threads of one process. The owner may enter again; each
 // Enter or Lock needs one Unlock. uiOwnerThread and uiLockCount are kept for readers that
-// ask who holds it; they change only under the lock. Not copyable.
+// ask who holds it; they change only under the lock. Not copyable. Should the platform
+// refuse a mutex, the owner word itself becomes a spinning lock, so that the section
+// still excludes.
 #pragma once
 
 #include "vxsystem/VXTypes.h"
@@ -38,11 +40,13 @@ public:
 
 private:
     void NoteAcquired();
+    bool SpinTryLock();
 
     alignas(8) unsigned char acPlatform[VX_PLATFORM_MUTEX_BYTES];
     // Relaxed: written only by the owner under the lock; other threads read them as hints.
     std::atomic<uint32_t> uiOwnerThread;
     std::atomic<uint32_t> uiLockCount;
+    bool bPlatformReady; // the platform mutex exists; else the owner word is the lock
 };
 
 // Holds a critical section for one scope.

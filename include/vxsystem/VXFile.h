@@ -1,8 +1,8 @@
-// VXFile: the file the engine reads and writes by name, a KoFile over a stdio stream.
-// Adds its own name, a lazy open for read and append modes (nothing touches the disk
-// before the first read), a tracked logical position, the whole-file buffer mode, NUL-
-// framed strings, lines, and the typed stream operators. Archive readers and memory
-// files derive from it. One thread at a time per object.
+// VXFile: the named file of the engine, a KoFile over a stdio stream. On top of KoFile
+// it keeps its name, opens read and append files only when first read (so that making
+// the object costs no disk access), tracks its own position, can hold a whole file in
+// its buffer, and reads and writes NUL-framed strings, lines and typed values. Archive readers and
+// memory files derive from it. One thread at a time per object.
 #pragma once
 
 #include "vxsystem/KoFile.h"
@@ -146,6 +146,8 @@ protected:
     uint64_t uiFileSize;             // cached size; 0 = not known
 
 private:
+    void CopyName(VXFile const& other);
+
     template <class T> VXFile& ReadValue(T& value)
     {
         uiResult = Read(&value, sizeof(T));

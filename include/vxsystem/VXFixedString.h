@@ -1,18 +1,24 @@
 // The four pooled-string handles by which the system keeps names: narrow or wide
 // (VXWChar, 16-bit units on every platform), looked up with or without regard to case.
 // Case-insensitive handles read back the spelling that first reached the pool; case-
-// sensitive ones read back their own. Only the case-insensitive classes convert from
-// their case-sensitive sisters. Ownership and thread rules: see VXTFixedString.h.
+// sensitive ones read back their own. A case-sensitive handle converts to its case-blind
+// sister, never the other way. Ownership and thread rules: see VXTFixedString.h.
 #pragma once
 
 #include "vxsystem/VXTFixedString.h"
 
 #include <cstdint>
 
+class VXFixedString;
+class VXFixedStringW;
+
 class VXFixedStringCS : public VXTFixedString<VXFixedStringCS, char, true>
 {
 public:
     using VXTFixedString::VXTFixedString;
+    // Without these the text conversion would let a case-insensitive handle slip in.
+    VXFixedStringCS(VXFixedString const&) = delete;
+    VXFixedStringCS& operator=(VXFixedString const&) = delete;
     VXFixedStringCS& operator=(char const* pText) { return *this << pText; }
 };
 
@@ -20,6 +26,8 @@ class VXFixedStringWCS : public VXTFixedString<VXFixedStringWCS, VXWChar, true>
 {
 public:
     using VXTFixedString::VXTFixedString;
+    VXFixedStringWCS(VXFixedStringW const&) = delete;
+    VXFixedStringWCS& operator=(VXFixedStringW const&) = delete;
     VXFixedStringWCS& operator=(VXWChar const* pText) { return *this << pText; }
 };
 

@@ -34,7 +34,7 @@ public:
     // Splits once and gives both keys; a path without directory gives the key of ".".
     static void MakeDirAndFile(char const* path, VXHash& dir, VXHash& file);
 
-    // -1, 0, 1 on the unsigned 64-bit values.
+    // Orders keys as unsigned 64-bit numbers: -1, 0 or 1.
     int Compare(VXHash const& other) const;
     int Compare(VXHash const* other) const { return Compare(*other); }
     // The three-way value of Compare: 0 means equal.

@@ -1,5 +1,5 @@
 // VXMemoryFile: a VXFile whose content is one heap block of a size fixed at construction,
-// so code written against the stream family can read and write memory unchanged. It never
+// so that code written for stream files works on memory without change. It never
 // grows: bytes written past the capacity are dropped with a console message. The object
 // owns its block. One thread at a time.
 #pragma once

@@ -42,7 +42,7 @@ private:
     std::atomic<uint32_t> uiLockCount; // 0 free; acquire/release order the protected data
 };
 
-// Spin lock that its owner must not take twice (it would wait for itself for ever).
+// Spin lock without recursion: a second Lock by the holder deadlocks.
 class VXNonReentrantSpinLock
 {
 public:

@@ -4,7 +4,7 @@
 // CRC-16/ARC hash, guarded by 128 striped reader-writer spin words.
 //
 // Contract:
-// - Thread safety: every operation may be called from any thread at any time. The table
+// - Thread safety: all operations are safe from every thread, at any moment. The table
 //   is zero-initialised static storage with a trivial destructor, so it exists before
 //   the first dynamic initialiser runs and stays usable until the process ends.
 // - Wide text is VXWChar (char16_t): 16-bit units on every platform, although wchar_t is
@@ -67,8 +67,8 @@ public:
     static void Intern(Entry*& rpOut, VXWChar const* pText, bool bCaseSensitive);
     // Drops the handle's reference, freeing the entry with its last one; nulls the handle.
     static void Release(Entry*& rpHandle);
-    // Visits every entry, aliases included, bucket by bucket in ascending order. Each
-    // bucket is read under its own lock: the walk is no snapshot of the whole table.
+    // Visits every entry, aliases included, bucket by bucket in ascending order. Only one
+    // bucket is locked at a time, so entries may come and go while the walk runs.
     static void Iterate(IterationCallback& rCallback);
     // Frees every entry. Surviving handles must not be read afterwards; releasing them
     // only nulls them, and entries interned later are never freed. Meant for the very

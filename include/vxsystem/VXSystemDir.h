@@ -1,8 +1,8 @@
 // VXSystemDir: walks the entries of one folder ("." and ".." included, in the platform's
-// order) and reports each entry's name, kind, times and size, with errors in the
-// vocabulary of VXSystemFile. Two statics create folders. One pass per object: the
-// object holds the platform's listing from construction to destruction. Not shared:
-// an object belongs to one thread. Names may use either separator and any letter case.
+// order), giving name, kind, times and size of each; failures use VXSystemFile's codes. Two statics
+// create folders. One pass per object: the object holds the platform's listing from construction to
+// destruction. Not shared: an object belongs to one thread. Names may use either separator and any
+// letter case.
 #pragma once
 
 #include "vxsystem/VXSystemFile.h"

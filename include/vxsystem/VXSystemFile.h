@@ -1,23 +1,26 @@
-// VXSystemFile: the thin owner of one operating-system file handle, and the one error
-// vocabulary of the file layer. Bytes move sequentially (Read/Write at the file pointer),
+// VXSystemFile: owns one operating-system file handle, and defines the error codes that
+// the whole file layer speaks. Bytes move sequentially (Read/Write at the file pointer),
 // positioned (ReadAt/WriteAt) or asynchronously (ReadAsync/WriteAsync, completed through
 // VXSystemFileAsyncFunctor); which of them work is fixed at open by the allow-async flag.
 //
 // Contract:
 // - The object owns its handle; the destructor closes it. Copying transfers the handle:
 //   the source is left holding nothing (EC_INVALID). There is no close and no reopen.
-// - Every public operation stores its code in the state word, success included, so
-//   QLastError always tells the latest outcome. A failed open leaves an object whose
-//   operations fail against the invalid handle.
+// - Each public call records its result, EC_OK too, so QLastError reports the most
+//   recent call. A failed open leaves an object whose operations fail against the
+//   invalid handle.
 // - No lock. ReadAt/WriteAt/GetSize/GetInfo may run on several threads at once (the
-//   state word then tells one of the outcomes); sequential operations share the file
-//   pointer and belong to one thread at a time.
+//   state word then tells one of the outcomes); Read, Write and Seek move the shared
+//   file pointer, so only one thread may use them on an object.
 // - Sharing: while one of our objects holds a file, others may open it to read, and
-//   nobody may open it to write; an object opened for writing admits no other. This is
-//   an advisory lock that every VXSystemFile honours, not a guard against other programs.
+//   nobody may open it to write; an object opened for writing admits no other. A held
+//   file cannot be deleted. On Windows these are the system's share modes; on POSIX an
+//   advisory lock that every VXSystemFile honours, not a guard against other programs.
 // - Names may use backslashes and any letter case; they are resolved against the disk.
 //
-// Error mapping (FileErrorFromPlatform, POSIX errno values):
+// Error mapping (FileErrorFromPlatform). Windows: 2, 183 and 80 (what CREATE_NEW says
+// for an existing file), 3, 19 give the codes 2 to 5 below, everything else EC_FAILED.
+// POSIX errno values:
 //   0                        -> EC_OK
 //   ENOENT                   -> EC_FILE_NOT_FOUND
 //   EEXIST                   -> EC_ALREADY_EXISTS

@@ -4,7 +4,9 @@
 //
 // Contract:
 // - The result is delivered on the thread that issued the transfer, and only while that
-//   thread waits alertably: in Wait, or in AlertableSleep. Test never delivers.
+//   thread waits alertably: in Wait, or in AlertableSleep. Test never delivers. A thread
+//   that ends with transfers out can wait no more: their results are delivered as the
+//   thread exits, or on the worker that finishes them, so that foreign waiters end.
 // - State: available -> busy (issued) -> done (delivered) -> available (collected by
 //   Wait or Test). One transfer at a time per functor.
 // - The functor and the transfer's buffer must stay valid and untouched while busy. The
@@ -12,11 +14,11 @@
 // - Another thread may Wait(true) (it polls until the issuing thread has delivered);
 //   Wait(false) and Test on another thread say false while a transfer is out.
 //
-// How transfers run: a small process-wide pool of worker threads (at most four, started
+// How transfers run: on Windows, ReadFileEx/WriteFileEx and the system's completion
+// routines. On POSIX, a small process-wide pool of worker threads (at most four, started
 // on demand, joined at exit) moves the bytes, then posts the completion to the issuing
 // thread's completion queue. The issuing thread drains that queue, and runs the
-// completions, whenever it waits alertably. Completions posted to a thread that has ended
-// are dropped, leaving their functors busy.
+// completions, whenever it waits alertably.
 #pragma once
 
 #include "vxsystem/VXSystemFile.h"
@@ -69,7 +71,8 @@ private:
     bool OnIssuingThread() const;
     bool Collect();
 
-    // Written by the issuing thread (and a collecting foreign Wait), polled by others.
+    // Written by the issuing thread; a foreign Wait only turns done into available, by
+    // compare-and-swap. Polled by others.
     // Done is stored with release and read with acquire, so a waiter that sees it also
     // sees the transferred bytes and whatever operator() wrote.
     std::atomic<unsigned int> uiState;

@@ -1,8 +1,8 @@
 // VXTFixedString: the shared body of the four pooled-string handles (VXFixedString.h).
 // A handle is one pointer to a VXStringPool entry and owns one reference on it; null is
 // a valid state, distinct from the empty text. Copies cost one atomic operation, handle
-// equality one pointer compare. A handle object is not guarded: two threads must not
-// assign to the same handle at once, while distinct handles may be used anywhere.
+// equality one pointer compare. Distinct handles may be used on any threads; one handle
+// object is unguarded, so concurrent assignments to it race.
 #pragma once
 
 #include "vxsystem/VXStringPool.h"

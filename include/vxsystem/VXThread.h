@@ -62,4 +62,6 @@ private:
     std::atomic<uint32_t> uiThreadId;
     std::atomic<int> iPriority;
     std::atomic<bool> bPrioritySet;
+    // Set once Initialize has stored the handle; the new thread waits for it.
+    std::atomic<bool> bLaunched;
 };

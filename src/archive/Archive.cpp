@@ -12,8 +12,9 @@ Archive::Archive(char const* name, uint64_t bufferSize, bool secondary, bool inv
     : VXArchive(), VXFile(name, KoFile::MODE_READ, bufferSize, false), iArchiveFileTime(0),
       uiFileNamesOffset(0), uiLastDirectoryIndex(NO_INDEX), uiLastFileIndex(NO_INDEX),
       ucArchiveFlags(0), pIndex(nullptr), pDirectoryStrings(nullptr),
-      pDirectoryStringOffsets(nullptr), pFileStrings(nullptr), pFileStringOffsets(nullptr),
-      pReadAhead(nullptr), uiReadAheadStart(0), uiReadAheadEnd(0)
+      pDirectoryStringOffsets(nullptr), uiDirectoryNamesCapacity(0), pFileStrings(nullptr),
+      pFileStringOffsets(nullptr), pReadAhead(nullptr), uiReadAheadStart(0), uiReadAheadEnd(0),
+      uiNextReadPos(0)
 {
     acDirectoryScratch[0] = 0;
     acFileScratch[0] = 0;
@@ -29,7 +30,7 @@ Archive::~Archive()
     DeleteDirectoryStringArray();
     DeleteFilenameStringArray(false);
     DeleteFileData();
-    MemoryManager::Instance().Deallocate(pReadAhead);
+    ReleaseReadAhead();
 }
 
 bool Archive::CheckRetain(bool archiveFlag, int setting)
@@ -115,33 +116,4 @@ bool Archive::SeekStreamTo(uint64_t position)
         return false;
     uiDiskPos = position;
     return true;
-}
-
-namespace
-{
-// Large enough that a run of small members costs one system call per dozens of them.
-constexpr uint64_t kReadAheadBytes = 256 * 1024;
-} // namespace
-
-uint64_t Archive::ReadAhead(uint64_t position, char* out, uint64_t size)
-{
-    if (pReadAhead && position >= uiReadAheadStart && position < uiReadAheadEnd)
-    {
-        uint64_t count = size < uiReadAheadEnd - position ? size : uiReadAheadEnd - position;
-        std::memcpy(out, pReadAhead + (position - uiReadAheadStart), count);
-        return count;
-    }
-    if (!pFile || position != uiDiskPos || size >= kReadAheadBytes / 2)
-        return 0; // not a run in disk order, or large enough to go straight to the caller
-    if (!pReadAhead)
-        pReadAhead = static_cast<char*>(MemoryManager::Instance().Allocate(kReadAheadBytes));
-    if (!pReadAhead)
-        return 0;
-    int64_t got = PlatformReadStreamAt(pFile, position, pReadAhead, kReadAheadBytes);
-    uiReadAheadStart = position;
-    uiReadAheadEnd = got > 0 ? position + static_cast<uint64_t>(got) : position;
-    if (uiReadAheadEnd == position)
-        return 0;
-    uiDiskPos = uiReadAheadEnd; // the stream stands behind the block: the run goes on there
-    return ReadAhead(position, out, size);
 }

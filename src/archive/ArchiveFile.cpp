@@ -76,65 +76,16 @@ void ArchiveFile::CriticalSectionLeave()
         pArchive->CriticalSectionLeave();
 }
 
-// The shared-stream protocol. The archive's buffer holds the uiBufferReadSize bytes that
-// end at its uiDiskPos; a request it covers costs no disk access, and a short request
-// refills it, leaving read-ahead for whatever member reads next. Nothing of this reader's
-// position lives in the stream, so readers may interleave freely under the lock.
+// Members are immutable bytes at known offsets, so a reader needs nothing of the shared
+// stream but the archive's read-ahead for runs in disk order; see Archive::ReadMember.
 uint64_t ArchiveFile::ReadFromArchive(void* dest, uint64_t size, uint64_t extra)
 {
     uint64_t start = uiTrueFilePos + extra;
     if (!pArchive || !dest || size == 0 || start >= uiFileSize)
         return 0;
     size = Smaller(size, uiFileSize - start); // never past the member
-    auto* out = static_cast<char*>(dest);
-    uint64_t target = static_cast<uint64_t>(uiArchiveOffset) + start;
-    Archive& archive = *pArchive;
-    CriticalSectionEnter(archive.GetFileName());
-    uint64_t bufferEnd = archive.uiDiskPos;
-    uint64_t bufferStart = bufferEnd - archive.uiBufferReadSize;
-    uint64_t copied = 0;
-    if (target >= bufferStart && target < bufferEnd)
-    {
-        copied = Smaller(size, bufferEnd - target);
-        std::memcpy(out, archive.pBuffer + (target - bufferStart), copied);
-        if (copied == size)
-        {
-            CriticalSectionLeave();
-            return size;
-        }
-        out += copied;
-        target += copied;
-        size -= copied;
-    }
-    archive.uiBufferReadSize = archive.uiReadPos = 0;
-    uint64_t ahead = archive.ReadAhead(target, out, size);
-    copied += ahead;
-    if (ahead == size)
-    {
-        CriticalSectionLeave();
-        return copied;
-    }
-    out += ahead;
-    target += ahead;
-    size -= ahead;
-    uint64_t fromDisk = 0;
-    bool positioned = target == archive.uiDiskPos || archive.SeekStreamTo(target);
-    if (positioned && target < archive.uiFileSize)
-    {
-        if (size >= archive.uiBufferSize || !archive.pBuffer)
-            fromDisk = archive.DiskRead(out, size);
-        else
-        {
-            uint64_t got = archive.DiskRead(archive.pBuffer, archive.uiBufferSize);
-            archive.uiReadPos = 0;
-            archive.uiBufferReadSize = got;
-            fromDisk = Smaller(size, got);
-            std::memcpy(out, archive.pBuffer, fromDisk);
-        }
-    }
-    archive.uiTrueFilePos = archive.uiDiskPos;
-    CriticalSectionLeave();
-    return copied + fromDisk;
+    return pArchive->ReadMember(static_cast<uint64_t>(uiArchiveOffset) + start,
+                                static_cast<char*>(dest), size);
 }
 
 uint64_t ArchiveFile::ReadFromBuffer(void* dest, uint64_t size)

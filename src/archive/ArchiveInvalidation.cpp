@@ -97,7 +97,7 @@ uint64_t Archive::InvalidateByPresence(uint64_t dirIndex)
     }
     char const* dirName = GetDirectoryString(dirIndex);
     char folder[MAX_PATH_BYTES];
-    if (!dirName || !Join(folder, "Data\\", dirName) || PlatformAccess(folder, 0) != 0)
+    if (!dirName || !Join(folder, "Data\\", dirName) || !PlatformLooseFileExists(folder))
         return 0; // no loose twin: the file entries of the lists do not apply here
     for (uint32_t j = 0; j < directory.uiEntryCount; ++j)
     {
@@ -108,7 +108,7 @@ uint64_t Archive::InvalidateByPresence(uint64_t dirIndex)
         if (!listed)
             fileName = GetFileString(dirIndex, j);
         if (listed ||
-            (fileName && Join(loose, folder, "\\", fileName) && PlatformAccess(loose, 0) == 0))
+            (fileName && Join(loose, folder, "\\", fileName) && PlatformLooseFileExists(loose)))
         {
             entry.SetOffset(0);
             ++count;

@@ -13,6 +13,11 @@ namespace
 constexpr uint64_t kEpochDeltaSeconds = 11644473600ull; // 1601-01-01 to 1970-01-01
 constexpr uint64_t kMaxNameLength = 255;                // a name and its terminator fit 256
 
+uint64_t Smaller(uint64_t a, uint64_t b)
+{
+    return a < b ? a : b;
+}
+
 template <class T> T* AllocateArray(uint64_t count)
 {
     if (count == 0 || count > ~0ull / sizeof(T))
@@ -93,14 +98,15 @@ bool Archive::ReadExact(void* dest, uint64_t size)
 
 bool Archive::LoadTables(uint64_t fileSize)
 {
+    uiDirectoryNamesCapacity = 0;
     if (!LoadDirectoryTable(fileSize))
         return false;
     bool load = QLoadStrings();
     if (QDirStrings() && load)
     {
-        if (uiDirectoryNamesLength > fileSize)
-            return false;
-        pDirectoryStrings = AllocateArray<char>(uiDirectoryNamesLength + 1ull);
+        // The stored total is a hint only: the blocks say how long the names really are.
+        uiDirectoryNamesCapacity = Smaller(uiDirectoryNamesLength, fileSize) + 1ull;
+        pDirectoryStrings = AllocateArray<char>(uiDirectoryNamesCapacity);
         pDirectoryStringOffsets = AllocateArray<uint64_t>(uiDirectoryCount + 1ull);
         SetHasDirectoryStrings(true);
         if (!pDirectoryStrings || !pDirectoryStringOffsets)
@@ -125,8 +131,6 @@ bool Archive::LoadTables(uint64_t fileSize)
             return false;
         fileCount += pDirectories[i].uiEntryCount;
     }
-    if (namesUsed != uiDirectoryNamesLength || fileCount != uiFileCount)
-        return false;
     if (!QFileStrings())
         return uiFileNamesLength == 0;
     return LoadFileNames(fileSize, fileCount);
@@ -167,7 +171,7 @@ bool Archive::LoadDirectoryBlock(uint64_t index, uint64_t fileSize, uint64_t& na
     if (QDirStrings())
     {
         unsigned char length = 0;
-        if (!ReadExact(&length, 1) || length == 0 || namesUsed + length > uiDirectoryNamesLength)
+        if (!ReadExact(&length, 1) || length == 0 || !FitDirectoryName(namesUsed, length))
             return false;
         char* name = GetHasDirectoryStrings() ? pDirectoryStrings + namesUsed : acDirectoryScratch;
         if (!ReadExact(name, length) || name[length - 1] != 0)
@@ -190,6 +194,22 @@ bool Archive::LoadDirectoryBlock(uint64_t index, uint64_t fileSize, uint64_t& na
         if (entry.QOffset() != 0 && uint64_t{entry.QOffset()} + entry.QSize() > fileSize)
             return false;
     }
+    return true;
+}
+
+// Grows the resident directory names when the header's total was too small.
+bool Archive::FitDirectoryName(uint64_t used, uint64_t length)
+{
+    if (!GetHasDirectoryStrings() || used + length <= uiDirectoryNamesCapacity)
+        return true;
+    uint64_t capacity = (used + length) * 2;
+    char* grown = AllocateArray<char>(capacity);
+    if (!grown)
+        return false;
+    std::memcpy(grown, pDirectoryStrings, used);
+    MemoryManager::Instance().Deallocate(pDirectoryStrings);
+    pDirectoryStrings = grown;
+    uiDirectoryNamesCapacity = capacity;
     return true;
 }
 

@@ -141,7 +141,7 @@ bool Archive::CheckInvalidateFile(VXFileEntry* entry, char const* name)
             std::memcpy(loose, "Data\\", 5);
             std::memcpy(loose + 5, name, length + 1);
         }
-        if (fits && PlatformAccess(loose, 0) == 0)
+        if (fits && PlatformLooseFileExists(loose))
         {
             entry->SetOffset(0);
             return true;
@@ -159,6 +159,8 @@ bool Archive::DirectoryNameMatches(uint64_t dirIndex, char const* name)
         return false;
     VXScopedCriticalSection lock(kCriticalSection, "Archive collision test");
     char const* stored = GetDirectoryString(dirIndex);
+    if (stored && !stored[0])
+        stored = "."; // writers name the root either way
     return stored && VXStricmp(stored, text) == 0;
 }
 

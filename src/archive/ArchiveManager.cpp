@@ -107,7 +107,10 @@ Archive* ArchiveManager::OpenArchive(char const* name, unsigned short type, bool
     if (!archive || !archive->FileIsGood() || archive->GetDisabled())
         return nullptr;
     if (!pArchiveList)
-        pArchiveList = new VXTArray<Archive*>();
+    {
+        void* block = MemoryManager::Instance().Allocate(sizeof(VXTArray<Archive*>));
+        pArchiveList = block ? ::new (block) VXTArray<Archive*>() : nullptr;
+    }
     if (!pArchiveList || pArchiveList->Add(archive.get()) == VXTArray<Archive*>::INVALID_INDEX)
         return nullptr;
     if (type != 0)
@@ -160,8 +163,12 @@ bool ArchiveManager::CloseArchive(Archive* archive)
 
 void ArchiveManager::CloseAll()
 {
-    delete pArchiveList;
-    pArchiveList = nullptr;
+    if (pArchiveList)
+    {
+        pArchiveList->~VXTArray<Archive*>();
+        MemoryManager::Instance().Deallocate(pArchiveList);
+        pArchiveList = nullptr;
+    }
     VXFreeHashList(pInvalidateFileNameHashes);
     VXFreeHashList(pInvalidateDirectoryHashes);
     for (auto& row : spMasterArchives)

@@ -72,14 +72,10 @@ void ArchiveManager::InvalidateFileInArchives(VXHash& dir, VXHash& file, unsigne
 
 void ArchiveManager::SetInvalidateDirectoryHashes(VXTArray<VXHash*>* list)
 {
-    if (list != pInvalidateDirectoryHashes)
-        VXFreeHashList(pInvalidateDirectoryHashes);
     pInvalidateDirectoryHashes = list;
 }
 
 void ArchiveManager::SetInvalidateFileNameHashes(VXTArray<VXHash*>* list)
 {
-    if (list != pInvalidateFileNameHashes)
-        VXFreeHashList(pInvalidateFileNameHashes);
     pInvalidateFileNameHashes = list;
 }

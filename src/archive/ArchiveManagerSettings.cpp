@@ -183,10 +183,11 @@ char const* ArchiveManager::TrimFileName(char const* name)
 {
     if (!name)
         return nullptr;
-    if (name[0] == '\\')
+    auto separator = [](char c) { return c == '\\' || c == '/'; };
+    if (separator(name[0]))
         ++name;
     if ((name[0] == 'D' || name[0] == 'd') && name[1] == 'a' && name[2] == 't' && name[3] == 'a' &&
-        name[4] == '\\')
+        separator(name[4]))
         name += 5;
     return name;
 }

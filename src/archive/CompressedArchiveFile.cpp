@@ -3,6 +3,9 @@
 #include "vxsystem/ArchiveManager.h"
 
 #include <zlib.h>
+#ifdef VX_HAVE_LIBDEFLATE
+#include <libdeflate.h>
+#endif
 
 #include <climits>
 #include <cstring>
@@ -127,9 +130,91 @@ uint64_t CompressedArchiveFile::Inflate(char* out, uint64_t room, uint64_t& size
     return start - stream.avail_out;
 }
 
+bool CompressedArchiveFile::QUntouched() const
+{
+    return pZStream && pZStream->total_in == 0 && pZStream->total_out == 0 &&
+           uiInflateBufferFill == 0;
+}
+
+#ifdef VX_HAVE_LIBDEFLATE
+namespace
+{
+void* DeflateAllocate(size_t size)
+{
+    return MemoryManager::Instance().Allocate(size);
+}
+
+void DeflateFree(void* block)
+{
+    MemoryManager::Instance().Deallocate(block);
+}
+
+libdeflate_decompressor* NewDecompressor()
+{
+    // The allocator is process-wide in libdeflate; setting it once, before the first
+    // decompressor, keeps its memory on our heap.
+    static bool const sAllocatorSet =
+        (libdeflate_set_memory_allocator(DeflateAllocate, DeflateFree), true);
+    (void)sAllocatorSet;
+    return libdeflate_alloc_decompressor();
+}
+} // namespace
+
+// The whole stream in one call into the caller's memory. False leaves everything as it
+// was, so the streaming path then runs from the start and answers exactly as it would
+// have: a corrupt or mis-sized stream therefore fails the same way on both paths.
+bool CompressedArchiveFile::InflateWhole(char* out, uint64_t& produced)
+{
+    uint64_t stored = uiFileSize > uiTrueFilePos ? uiFileSize - uiTrueFilePos : 0;
+    uint64_t have = uiBufferReadSize - uiReadPos;
+    if (stored == 0 || have > stored)
+        return false;
+    char* input = pBuffer + uiReadPos;
+    char* owned = nullptr;
+    if (have < stored)
+    {
+        owned = static_cast<char*>(MemoryManager::Instance().Allocate(stored));
+        if (!owned)
+            return false;
+        if (have)
+            std::memcpy(owned, input, have);
+        input = owned;
+        if (ReadFromArchive(owned + have, stored - have, have) != stored - have)
+        {
+            MemoryManager::Instance().Deallocate(owned);
+            return false;
+        }
+    }
+    libdeflate_decompressor* decompressor = NewDecompressor();
+    size_t used = 0;
+    size_t actual = 0;
+    libdeflate_result result = decompressor
+                                   ? libdeflate_zlib_decompress_ex(decompressor, input, stored, out,
+                                                                   uiInflatedSize, &used, &actual)
+                                   : LIBDEFLATE_BAD_DATA;
+    libdeflate_free_decompressor(decompressor);
+    MemoryManager::Instance().Deallocate(owned);
+    if (result != LIBDEFLATE_SUCCESS)
+        return false;
+    DropBuffer();
+    uiTrueFilePos += used;
+    EndStream(); // the member is over: later reads give 0, as at a stream's end
+    produced = actual;
+    return true;
+}
+#else
+bool CompressedArchiveFile::InflateWhole(char*, uint64_t&)
+{
+    return false;
+}
+#endif
+
 uint64_t CompressedArchiveFile::StandardReadF(void* dest, uint64_t size)
 {
     auto* out = static_cast<char*>(dest);
+    uint64_t whole = 0;
+    if (out && size >= uiInflatedSize && uiInflatedSize && QUntouched() && InflateWhole(out, whole))
+        return whole;
     uint64_t have = uiInflateBufferFill - uiInflateBufferPos;
     if (size <= have)
     {

@@ -59,6 +59,9 @@ bool VXDirectoryKeyText(VXPathParts const& parts, char* out, size_t size)
     std::memcpy(out, parts.acDrive, drive);
     std::memcpy(out + drive, parts.acDirectory, directory + 1);
     size_t length = drive + directory;
+    for (size_t i = 0; i < length; ++i)
+        if (out[i] == '/')
+            out[i] = '\\'; // stored names use backslashes only
     if (length == 0)
         std::memcpy(out, ".", 2);
     else if (out[length - 1] == '\\')

@@ -23,8 +23,9 @@ bool VXSplitPath(char const* path, VXPathParts& out);
 // parts empty when one does not.
 bool VXPathPartsFit(VXPathSpan const& span);
 
-// Drive plus directory in the form the directory key is made from: "." when empty, one
-// trailing backslash removed. False (and ".") when it does not fit in size bytes.
+// Drive plus directory in the form the directory key is made from: slashes turned into
+// backslashes, "." when empty, one trailing backslash removed. False (and ".") when it
+// does not fit in size bytes.
 bool VXDirectoryKeyText(VXPathParts const& parts, char* out, size_t size);
 
 // Only A to Z are folded, whatever the locale.

@@ -12,9 +12,10 @@ constexpr uint32_t kMultiplier = 0x1003F;
 // Ten-byte rows, of which the first four bytes are compared; row 0 is "no extension".
 constexpr char kSpecialExtensions[6][10] = {"", ".kof", ".kf", ".dds", ".wav", ".adp"};
 
+// Keys ignore letter case and the kind of separator: "a/b" and "A\\b" share one key.
 unsigned char Lower(char c)
 {
-    return VXLowerAscii(static_cast<unsigned char>(c));
+    return c == '/' ? '\\' : VXLowerAscii(static_cast<unsigned char>(c));
 }
 
 // value = value * M + lower(c) over the text, taken two characters a step: the same sum
@@ -125,7 +126,8 @@ void VXHash::MakeDirAndFile(char const* path, VXHash& dir, VXHash& file)
     size_t dirLength = static_cast<size_t>(span.pName - span.pBegin);
     if (dirLength >= 260)
         dirLength = 0; // too long for the key text: it stands as "."
-    else if (dirLength > 0 && span.pBegin[dirLength - 1] == '\\')
+    else if (dirLength > 0 &&
+             (span.pBegin[dirLength - 1] == '\\' || span.pBegin[dirLength - 1] == '/'))
         --dirLength;
     if (dirLength == 0)
         dir.uiKey = MakeKey(".", 1, nullptr, 0);

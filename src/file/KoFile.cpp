@@ -1,5 +1,7 @@
 #include "vxsystem/KoFile.h"
 
+#include "vxsystem/VXSystemFile.h"
+
 #include "platform/VXPlatformRuntime.h"
 
 #include <cstring>
@@ -12,7 +14,8 @@ KoFile::AccessFunc KoFile::spAccessFunc = nullptr;
 
 KoFile::KoFile()
     : uiBufferSize(0), uiBufferReadSize(0), uiReadPos(0), uiDiskPos(0), pBuffer(nullptr),
-      pFile(nullptr), eMode(MODE_READ), bGood(false), bWritePending(false), bPositionedReads(false)
+      pFile(nullptr), eMode(MODE_READ), bGood(false), bWritePending(false), bStreamFailed(false),
+      bPositionedReads(false)
 {
 }
 
@@ -36,17 +39,46 @@ KoFile::KoFile(char const* name, OpenMode mode, uint64_t bufferSize) : KoFile()
     bGood = true;
 }
 
-KoFile::KoFile(KoFile const& other) = default;
-KoFile& KoFile::operator=(KoFile const& other) = default;
+// Two owners of one stream would close and free it twice: a copy keeps the settings only.
+KoFile::KoFile(KoFile const& other) : KoFile()
+{
+    eMode = other.eMode;
+    uiBufferSize = other.uiBufferSize;
+    bPositionedReads = other.bPositionedReads;
+}
+
+KoFile& KoFile::operator=(KoFile const& other)
+{
+    if (this == &other)
+        return *this;
+    CloseStream("");
+    MemoryManager::Instance().Deallocate(pBuffer);
+    pBuffer = nullptr;
+    uiBufferReadSize = uiReadPos = uiDiskPos = 0;
+    bGood = bWritePending = bStreamFailed = false;
+    eMode = other.eMode;
+    uiBufferSize = other.uiBufferSize;
+    bPositionedReads = other.bPositionedReads;
+    return *this;
+}
 
 KoFile::~KoFile()
 {
-    if (pFile)
-    {
-        Flush();
-        fclose(pFile);
-    }
+    CloseStream("");
     MemoryManager::Instance().Deallocate(pBuffer);
+}
+
+void KoFile::CloseStream(char const* name)
+{
+    if (!pFile)
+        return;
+    bool saved = Flush();
+    saved = PlatformCloseStream(pFile) == 0 && saved;
+    pFile = nullptr;
+    uiBufferReadSize = uiReadPos = 0;
+    bWritePending = false;
+    if (!saved && eMode != MODE_READ)
+        VXSystemFile::InvokeErrorCallback(name, VXSystemFile::FO_FLUSH, VXSystemFile::EC_FAILED);
 }
 
 uint64_t KoFile::GetPosition() const
@@ -82,7 +114,7 @@ bool KoFile::SeekStream(uint64_t position)
 
 bool KoFile::Seek(int64_t offset, int whence)
 {
-    if (!pFile)
+    if (!pFile || bStreamFailed)
         return false;
     uint64_t logical = GetPosition();
     uint64_t target = 0;
@@ -125,7 +157,12 @@ uint64_t KoFile::GetFileSize() const
     if (here < 0 || PlatformSeekStream(pFile, 0, SEEK_END) != 0)
         return 0;
     int64_t end = PlatformTellStream(pFile);
-    PlatformSeekStream(pFile, here, SEEK_SET);
+    if (PlatformSeekStream(pFile, here, SEEK_SET) != 0)
+    {
+        // Left at the end, the stream would take the next write there.
+        bStreamFailed = true;
+        return 0;
+    }
     return end < 0 ? 0 : static_cast<uint64_t>(end);
 }
 
@@ -140,7 +177,7 @@ uint64_t KoFile::DiskRead(void* buffer, uint64_t size)
         uiDiskPos += n;
         return n;
     }
-    size_t n = fread(buffer, 1, static_cast<size_t>(size), pFile);
+    uint64_t n = PlatformReadStream(pFile, buffer, size);
     uiDiskPos += n;
     return n;
 }
@@ -152,7 +189,7 @@ int64_t KoFile::GetActualFilePosition() const
 
 uint64_t KoFile::DoRead(void* buffer, uint64_t size)
 {
-    if (!pFile || size == 0)
+    if (!pFile || bStreamFailed || size == 0)
         return 0;
     if (bWritePending && !Flush())
         return 0;
@@ -186,7 +223,9 @@ uint64_t KoFile::DoRead(void* buffer, uint64_t size)
 
 uint64_t KoFile::WriteStream(void const* buffer, uint64_t size)
 {
-    size_t n = fwrite(buffer, 1, static_cast<size_t>(size), pFile);
+    uint64_t n = PlatformWriteStream(pFile, buffer, size);
+    if (n < size)
+        bStreamFailed = true;
     if (eMode == MODE_APPEND)
     {
         // Appends land at the end whatever the position was.
@@ -200,7 +239,7 @@ uint64_t KoFile::WriteStream(void const* buffer, uint64_t size)
 
 uint64_t KoFile::DoWrite(void const* buffer, uint64_t size)
 {
-    if (!pFile || !buffer || size == 0)
+    if (!pFile || bStreamFailed || !buffer || size == 0)
         return 0;
     if (!bWritePending && uiBufferReadSize)
     {
@@ -222,18 +261,26 @@ uint64_t KoFile::DoWrite(void const* buffer, uint64_t size)
     return size;
 }
 
+bool KoFile::FlushStream()
+{
+    if (PlatformFlushStream(pFile) == 0)
+        return true;
+    bStreamFailed = true;
+    return false;
+}
+
 bool KoFile::Flush()
 {
     if (!pFile)
         return true;
+    if (bStreamFailed)
+        return false;
     if (bWritePending)
     {
         uint64_t pending = uiReadPos;
-        uint64_t written = WriteStream(pBuffer, pending);
         bWritePending = false;
         uiReadPos = 0;
-        bool flushed = fflush(pFile) == 0;
-        return written == pending && flushed;
+        return WriteStream(pBuffer, pending) == pending && FlushStream();
     }
     if (uiBufferReadSize)
     {
@@ -242,7 +289,7 @@ bool KoFile::Flush()
         return SeekStream(logical);
     }
     uiReadPos = 0;
-    return fflush(pFile) == 0;
+    return FlushStream();
 }
 
 KoFile* KoFile::GetFile(char const* name, OpenMode mode, unsigned int bufferSize)

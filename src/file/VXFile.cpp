@@ -53,25 +53,31 @@ VXFile::VXFile(char const* name, KoFile::OpenMode mode, uint64_t bufferSize, boo
         bGood = acFileName[0] && PlatformAccess(acFileName, 0) == 0;
 }
 
+// The copy names the same file but holds no stream (see KoFile): it opens its own, from
+// the start, as a fresh object of that mode would.
 VXFile::VXFile(VXFile const& other)
-    : KoFile(other), uiResult(other.uiResult), uiArraySize(other.uiArraySize),
-      uiTrueFilePos(other.uiTrueFilePos), uiFileSize(other.uiFileSize)
+    : KoFile(other), uiResult(0), uiArraySize(0), uiTrueFilePos(0), uiFileSize(0)
 {
-    std::memcpy(acFileName, other.acFileName, sizeof(acFileName));
     CountFile(1);
+    CopyName(other);
 }
 
 VXFile& VXFile::operator=(VXFile const& other)
 {
     if (this == &other)
         return *this;
+    Close();
     KoFile::operator=(other);
-    std::memcpy(acFileName, other.acFileName, sizeof(acFileName));
-    uiResult = other.uiResult;
-    uiArraySize = other.uiArraySize;
-    uiTrueFilePos = other.uiTrueFilePos;
-    uiFileSize = other.uiFileSize;
+    CopyName(other);
     return *this;
+}
+
+void VXFile::CopyName(VXFile const& other)
+{
+    std::memcpy(acFileName, other.acFileName, sizeof(acFileName));
+    uiResult = uiArraySize = uiTrueFilePos = 0;
+    uiFileSize = other.uiFileSize;
+    bGood = eMode == MODE_READ && acFileName[0] && PlatformAccess(acFileName, 0) == 0;
 }
 
 VXFile::~VXFile()
@@ -88,7 +94,7 @@ VXFile* VXFile::GetFile(char const* name, KoFile::OpenMode mode, unsigned int bu
 void VXFile::ResetForOpen()
 {
     uiBufferReadSize = uiReadPos = 0;
-    bWritePending = false;
+    bWritePending = bStreamFailed = false;
     FreeBuffer();
 }
 
@@ -103,8 +109,7 @@ bool VXFile::Open(bool, bool text)
         // "r+" on a missing file: create it, then open it as asked.
         FILE* created = nullptr;
         PlatformOpenStream(&created, acFileName, text ? "wt" : "wb");
-        if (created)
-            fclose(created);
+        PlatformCloseStream(created);
         PlatformOpenStream(&pFile, acFileName, StdioMode(eMode, text));
     }
     uiDiskPos = 0;
@@ -156,14 +161,8 @@ bool VXFile::CheckIsGood()
 
 void VXFile::Close()
 {
-    if (bGood && pFile)
-        KoFile::Flush();
-    if (pFile)
-        fclose(pFile);
+    CloseStream(acFileName);
     FreeBuffer();
-    pFile = nullptr;
-    uiBufferReadSize = uiReadPos = 0;
-    bWritePending = false;
 }
 
 void VXFile::AllocateBuffer(uint64_t size)
@@ -184,6 +183,9 @@ uint64_t VXFile::DoRead(void* buffer, uint64_t size)
 {
     if (!pFile)
         Open(false, false);
+    // A whole-file buffer that could not be filled holds nothing to serve.
+    if (!bGood)
+        return 0;
     uint64_t done = KoFile::DoRead(buffer, size);
     uiTrueFilePos += done;
     return done;
@@ -213,8 +215,8 @@ bool VXFile::Seek(int64_t offset, int whence)
     uiTrueFilePos = target;
     if (whence == ms_iSeekEnd)
         return KoFile::Seek(offset, ms_iSeekEnd);
-    // Read mode seeks relative to the base position, so that the base class can stay
-    // inside its buffer; other modes seek absolutely.
+    // Read mode moves relative to KoFile's position, which lets a target inside the
+    // buffer cost no system call; the other modes move to the absolute offset.
     if (eMode == MODE_READ)
         return KoFile::Seek(static_cast<int64_t>(target - KoFile::GetPosition()), ms_iSeekCur);
     return KoFile::Seek(static_cast<int64_t>(target), ms_iSeekSet);

@@ -1,6 +1,7 @@
 #include "vxsystem/FileFinder.h"
 
 #include "vxsystem/VXFile.h"
+#include "vxsystem/VXThread.h"
 
 #include "foundation/VXCRuntime.h"
 #include "platform/VXPlatformRuntime.h"
@@ -9,6 +10,7 @@
 
 FileFinder* FileFinder::pFinder = nullptr;
 int FileFinder::iFileLogging = 0;
+FileFinder::GetstringLogFunc FileFinder::spGetstringLog = nullptr;
 bool FileFinder::bUseDDXTextures = false;
 
 namespace
@@ -206,20 +208,29 @@ KoFile* FileFinder::GetFile(char const* name, KoFile::OpenMode mode, unsigned in
     if (mode == KoFile::MODE_WRITE)
         return new VXFile(name, mode, uiBufferSize, false);
     char path[MAX_PATH_BYTES];
-    switch (pFinder->Exist(name, path, 0, uiArchiveType))
+    FILE_LOCATION location = pFinder->Exist(name, path, 0, uiArchiveType);
+    KoFile* file = nullptr;
+    if (location == FILE_IN_ARCHIVE)
+        file = GetArchiveFile(path, uiBufferSize, uiArchiveType);
+    else if (location == FILE_ON_DISK)
     {
-    case FILE_IN_ARCHIVE:
-        return GetArchiveFile(path, uiBufferSize, uiArchiveType);
-    case FILE_ON_DISK:
-    {
-        auto* file = new VXFile(path, mode, uiBufferSize, false);
-        if (file)
-            file->Open(false, false);
-        return file;
+        auto* loose = new VXFile(path, mode, uiBufferSize, false);
+        if (loose)
+            loose->Open(false, false);
+        file = loose;
     }
-    default:
-        return nullptr;
-    }
+    if (path[0])
+        OutputGetstring(location, path, file != nullptr);
+    return file;
+}
+
+void FileFinder::OutputGetstring(FILE_LOCATION location, char* path, bool opened)
+{
+    if (iFileLogging == 0)
+        return;
+    uint32_t threadId = VXThread::GetCurrentThreadId();
+    if (GetstringLogFunc log = spGetstringLog)
+        log(location, path, opened, threadId);
 }
 
 bool FileFinder::AccessFile(char const* name, KoFile::OpenMode mode)

@@ -1,7 +1,10 @@
 #include "vxsystem/MemoryManager.h"
 
+#include "foundation/VXPlatformMemory.h"
+
 #include <atomic>
-#include <cstdlib>
+#include <cstddef>
+#include <cstdint>
 
 namespace
 {
@@ -27,13 +30,12 @@ void MemoryManager::Deallocate(void* p)
 
 void* MemoryManager::Allocate(size_t size, unsigned int alignment, bool)
 {
-    void* p = nullptr;
     if (size == 0)
         size = 1;
-    if (alignment <= alignof(std::max_align_t))
-        p = std::malloc(size);
-    else
-        p = std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+    // Refused here rather than rounded into a wrapped size by the platform half.
+    if ((alignment & (alignment - 1)) != 0 || size > SIZE_MAX - alignment)
+        return nullptr;
+    void* p = PlatformAllocate(size, alignment);
     if (p)
         gLiveBlocks.fetch_add(1, std::memory_order_relaxed);
     return p;
@@ -44,7 +46,7 @@ void MemoryManager::Deallocate(void* p, bool)
     if (!p)
         return;
     gLiveBlocks.fetch_sub(1, std::memory_order_relaxed);
-    std::free(p);
+    PlatformFree(p);
 }
 
 int64_t MemoryManager::QLiveBlocks()

@@ -4,18 +4,25 @@
 
 static_assert(sizeof(std::atomic<uint32_t>) == 4, "lock fields are 32-bit words");
 
-VXCriticalSection::VXCriticalSection() : uiOwnerThread(0), uiLockCount(0)
+VXCriticalSection::VXCriticalSection()
+    : uiOwnerThread(0), uiLockCount(0), bPlatformReady(PlatformMutexInit(acPlatform, true))
 {
-    PlatformMutexInit(acPlatform, true);
 }
 
 VXCriticalSection::~VXCriticalSection()
 {
-    PlatformMutexDestroy(acPlatform);
+    if (bPlatformReady)
+        PlatformMutexDestroy(acPlatform);
 }
 
 void VXCriticalSection::Enter(char const*)
 {
+    if (!bPlatformReady)
+    {
+        while (!SpinTryLock())
+            PlatformYield();
+        return;
+    }
     PlatformMutexLock(acPlatform);
     NoteAcquired();
 }
@@ -27,6 +34,8 @@ void VXCriticalSection::Lock(char const* name)
 
 bool VXCriticalSection::TryLock()
 {
+    if (!bPlatformReady)
+        return SpinTryLock();
     if (!PlatformMutexTryLock(acPlatform))
         return false;
     NoteAcquired();
@@ -40,9 +49,23 @@ void VXCriticalSection::Unlock()
     if (count == 0 || !QOwnedByCurrentThread())
         return;
     uiLockCount.store(count - 1, std::memory_order_relaxed);
+    // Release: without a platform mutex this store is what hands the lock on.
     if (count == 1)
-        uiOwnerThread.store(0, std::memory_order_relaxed);
-    PlatformMutexUnlock(acPlatform);
+        uiOwnerThread.store(0, std::memory_order_release);
+    if (bPlatformReady)
+        PlatformMutexUnlock(acPlatform);
+}
+
+bool VXCriticalSection::SpinTryLock()
+{
+    uint32_t self = PlatformCurrentThreadId();
+    uint32_t owner = 0;
+    // Acquire: pairs with the release store of the last Unlock.
+    if (!uiOwnerThread.compare_exchange_strong(owner, self, std::memory_order_acquire) &&
+        owner != self)
+        return false;
+    uiLockCount.store(uiLockCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    return true;
 }
 
 bool VXCriticalSection::QOwnedByCurrentThread() const

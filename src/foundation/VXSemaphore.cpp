@@ -34,7 +34,10 @@ int VXCountedSemaphore::Signal()
         if (count >= iMaxCount)
             return 0;
     } while (!iCount.compare_exchange_weak(count, count + 1, std::memory_order_relaxed));
-    return VXSemaphore::SignalHandle(hSemaphore, 1);
+    if (VXSemaphore::SignalHandle(hSemaphore, 1))
+        return 1;
+    iCount.fetch_sub(1, std::memory_order_relaxed); // no unit went in: take the count back
+    return 0;
 }
 
 int VXCountedSemaphore::Wait()

@@ -2,9 +2,16 @@
 
 #include "foundation/VXPlatformSync.h"
 
+namespace
+{
+// The thread object that let its own thread go: its owner may free it at any moment, so
+// the entry must not write to it after ThreadProc returns.
+thread_local VXThread const* tReleasedSelf = nullptr;
+} // namespace
+
 VXThread::VXThread()
     : hThread(0), bStarted(false), uiExitCode(0), acName{}, uiThreadId(0), iPriority(0),
-      bPrioritySet(false)
+      bPrioritySet(false), bLaunched(false)
 {
 }
 
@@ -23,8 +30,17 @@ bool VXThread::Initialize(unsigned int stackSize, char const* name)
     acName[length] = 0;
     uiThreadId.store(0);
     uiExitCode = 0;
-    bStarted = PlatformThreadCreate(hThread, stackSize, &VXThread::Entry, this);
-    return bStarted;
+    bLaunched.store(false, std::memory_order_relaxed);
+    bStarted = true;
+    if (!PlatformThreadCreate(hThread, stackSize, &VXThread::Entry, this))
+    {
+        bStarted = false;
+        return false;
+    }
+    // Release: the new thread may not run ThreadProc (which may Close) before it can see
+    // the handle and bStarted.
+    bLaunched.store(true, std::memory_order_release);
+    return true;
 }
 
 bool VXThread::SetThreadPriority(int priority)
@@ -50,6 +66,7 @@ void VXThread::Close()
     bStarted = false;
     if (PlatformThreadIsCurrent(hThread))
     {
+        tReleasedSelf = this;
         PlatformThreadDetach(hThread);
         return;
     }
@@ -65,9 +82,13 @@ uint32_t VXThread::GetCurrentThreadId()
 void VXThread::Entry(void* self)
 {
     auto* thread = static_cast<VXThread*>(self);
+    while (!thread->bLaunched.load(std::memory_order_acquire))
+        PlatformYield();
     if (thread->acName[0])
         PlatformSetCurrentThreadName(thread->acName);
     thread->uiThreadId.store(PlatformCurrentThreadId());
     thread->ApplyPriority();
-    thread->uiExitCode = thread->ThreadProc();
+    unsigned int exitCode = thread->ThreadProc();
+    if (tReleasedSelf != thread)
+        thread->uiExitCode = exitCode;
 }

@@ -3,27 +3,47 @@
 #include "sysfile/VXAsyncTransfer.h"
 #include "sysfile/VXCompletionQueue.h"
 
-#include <condition_variable>
-#include <mutex>
-#include <system_error>
-#include <thread>
+#include "vxsystem/VXCriticalSection.h"
+#include "vxsystem/VXSemaphore.h"
+#include "vxsystem/VXThread.h"
+
+#include <climits>
 
 namespace
 {
 constexpr unsigned int kMaxWorkers = 4;
 
+class Pool;
+
+class Worker : public VXThread
+{
+public:
+    Pool* pPool = nullptr;
+
+protected:
+    unsigned int ThreadProc() override;
+};
+
 class Pool
 {
 public:
+    Pool()
+    {
+        for (Worker& worker : kWorkers)
+            worker.pPool = this;
+    }
+
     ~Pool()
     {
+        unsigned int workers = 0;
         {
-            std::lock_guard<std::mutex> hold(kLock);
+            VXScopedCriticalSection hold(kLock);
             bStopping = true;
+            workers = uiWorkers;
         }
-        kWork.notify_all();
-        for (unsigned int i = 0; i < uiWorkers; ++i)
-            kWorkers[i].join();
+        kWork.Signal(static_cast<int>(workers));
+        for (unsigned int i = 0; i < workers; ++i)
+            kWorkers[i].Close();
         // Transfers that never ran: their functors stay busy, the process is ending.
         while (VXAsyncTransfer* transfer = Pop())
         {
@@ -36,53 +56,47 @@ public:
 
     bool Submit(VXAsyncTransfer* transfer)
     {
-        std::lock_guard<std::mutex> hold(kLock);
-        if (bStopping)
+        VXScopedCriticalSection hold(kLock);
+        if (bStopping || !kWork.QValid())
             return false;
-        if (uiIdle == 0 && uiWorkers < kMaxWorkers)
-            StartWorker();
+        // A failed start leaves the work to the workers already there.
+        if (uiIdle == 0 && uiWorkers < kMaxWorkers && kWorkers[uiWorkers].Initialize(0, nullptr))
+            ++uiWorkers;
         if (uiWorkers == 0)
             return false;
         transfer->pNext = nullptr;
         (pTail ? pTail->pNext : pHead) = transfer;
         pTail = transfer;
-        kWork.notify_one();
+        kWork.Signal(1);
         return true;
     }
 
-private:
-    // Under kLock. A failed start leaves the work to the workers already there.
-    void StartWorker()
-    {
-        try
-        {
-            kWorkers[uiWorkers] = std::thread([this] { Work(); });
-            ++uiWorkers;
-        }
-        catch (std::system_error const&)
-        {
-        }
-    }
-
+    // One unit of kWork per queued transfer, and one per worker at the stop.
     void Work()
     {
         for (;;)
         {
+            {
+                VXScopedCriticalSection hold(kLock);
+                ++uiIdle;
+            }
+            kWork.Wait();
             VXAsyncTransfer* transfer = nullptr;
             {
-                std::unique_lock<std::mutex> hold(kLock);
-                ++uiIdle;
-                kWork.wait(hold, [this] { return bStopping || pHead; });
+                VXScopedCriticalSection hold(kLock);
                 --uiIdle;
                 if (bStopping)
                     return;
                 transfer = Pop();
             }
+            if (!transfer)
+                continue;
             transfer->pfnRun(*transfer, false);
             transfer->pQueue->Post(transfer);
         }
     }
 
+private:
     // Under kLock, or after the workers ended.
     VXAsyncTransfer* Pop()
     {
@@ -96,15 +110,21 @@ private:
         return transfer;
     }
 
-    std::mutex kLock;              // guards everything below
-    std::condition_variable kWork; // a transfer arrived, or the pool stops
-    std::thread kWorkers[kMaxWorkers];
+    VXCriticalSection kLock;       // guards everything below
+    VXSemaphore kWork{0, INT_MAX}; // queued transfers, or the stop
+    Worker kWorkers[kMaxWorkers];
     unsigned int uiWorkers = 0; // started
     unsigned int uiIdle = 0;    // waiting for work
     bool bStopping = false;
     VXAsyncTransfer* pHead = nullptr; // oldest waiting transfer
     VXAsyncTransfer* pTail = nullptr;
 };
+
+unsigned int Worker::ThreadProc()
+{
+    pPool->Work();
+    return 0;
+}
 
 Pool& ThePool()
 {

@@ -2,8 +2,7 @@
 
 #include "sysfile/VXAsyncTransfer.h"
 
-#include <chrono>
-#include <thread>
+#include "foundation/VXPlatformSync.h"
 
 namespace
 {
@@ -16,11 +15,11 @@ void PlainSleep(unsigned int milliseconds)
 {
     if (milliseconds != kInfinite)
     {
-        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+        PlatformSleepMs(milliseconds);
         return;
     }
     for (;;)
-        std::this_thread::sleep_for(std::chrono::hours(24));
+        PlatformSleepMs(24 * 3600 * 1000);
 }
 } // namespace
 
@@ -54,16 +53,18 @@ void VXCompletionQueue::Post(VXAsyncTransfer* transfer)
 {
     transfer->pNext = nullptr;
     {
-        std::lock_guard<std::mutex> hold(kLock);
+        VXScopedCriticalSection hold(kLock);
         if (!bOwnerEnded)
         {
             (pTail ? pTail->pNext : pHead) = transfer;
             pTail = transfer;
-            kArrived.notify_one();
+            kArrived.Set();
             return;
         }
     }
-    Drop(transfer); // outside the lock: it may free this queue
+    // No thread is left to deliver it, and a foreign Wait would poll for ever. Outside
+    // the lock: completing may free this queue.
+    Complete(transfer);
 }
 
 bool VXCompletionQueue::AlertableSleep(unsigned int milliseconds)
@@ -90,16 +91,34 @@ unsigned int VXCompletionQueue::CurrentThreadId()
     return tId;
 }
 
-VXAsyncTransfer* VXCompletionQueue::Take(unsigned int milliseconds)
+VXAsyncTransfer* VXCompletionQueue::TakeList()
 {
-    std::unique_lock<std::mutex> hold(kLock);
-    auto arrived = [this] { return pHead != nullptr; };
-    if (milliseconds == kInfinite)
-        kArrived.wait(hold, arrived);
-    else if (milliseconds > 0)
-        kArrived.wait_for(hold, std::chrono::milliseconds(milliseconds), arrived);
+    VXScopedCriticalSection hold(kLock);
     VXAsyncTransfer* list = pHead;
     pHead = pTail = nullptr;
+    return list;
+}
+
+VXAsyncTransfer* VXCompletionQueue::Take(unsigned int milliseconds)
+{
+    VXAsyncTransfer* list = TakeList();
+    if (list || milliseconds == 0)
+        return list;
+    if (milliseconds != kInfinite)
+    {
+        if (!kArrived.QValid())
+            PlatformSleepMs(milliseconds);
+        else if (!kArrived.Wait(static_cast<int>(milliseconds)))
+            return nullptr;
+        return TakeList();
+    }
+    while (!list)
+    {
+        // Without an event (no memory for one) poll gently instead.
+        if (!kArrived.Wait(-1))
+            PlatformSleepMs(1);
+        list = TakeList();
+    }
     return list;
 }
 
@@ -107,12 +126,12 @@ void VXCompletionQueue::OwnerEnded()
 {
     VXAsyncTransfer* list = nullptr;
     {
-        std::lock_guard<std::mutex> hold(kLock);
+        VXScopedCriticalSection hold(kLock);
         bOwnerEnded = true;
         list = pHead;
         pHead = pTail = nullptr;
     }
-    Drop(list);
+    Complete(list);
     Release();
 }
 
@@ -123,18 +142,6 @@ void VXCompletionQueue::Complete(VXAsyncTransfer* list)
     {
         VXAsyncTransfer* next = list->pNext;
         list->pfnComplete(list->iError, list->uiBytes, list->pOverlapped);
-        VXCompletionQueue* queue = list->pQueue;
-        delete list;
-        queue->Release();
-        list = next;
-    }
-}
-
-void VXCompletionQueue::Drop(VXAsyncTransfer* list)
-{
-    while (list)
-    {
-        VXAsyncTransfer* next = list->pNext;
         VXCompletionQueue* queue = list->pQueue;
         delete list;
         queue->Release();

@@ -1,14 +1,15 @@
 // The per-thread queue of finished asynchronous transfers. Workers post to it from any
 // thread; the owning thread drains it, running each completion, only while it waits
-// alertably. A queue lives while its thread or one of its transfers holds a reference;
-// transfers posted after the thread ended are dropped.
+// alertably. A queue lives while its thread or one of its transfers holds a reference.
+// Once its thread has ended nobody can wait there, so completions run where they arrive:
+// at the thread's exit, or on the worker that posts them.
 #pragma once
 
 #include "vxsystem/MemoryManager.h"
+#include "vxsystem/VXCriticalSection.h"
+#include "vxsystem/VXEventFlag.h"
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 
 struct VXAsyncTransfer;
 
@@ -41,10 +42,10 @@ private:
     VXAsyncTransfer* Take(unsigned int milliseconds);
     void OwnerEnded();
     static void Complete(VXAsyncTransfer* list);
-    static void Drop(VXAsyncTransfer* list);
+    VXAsyncTransfer* TakeList();
 
-    std::mutex kLock;                 // guards the list and bOwnerEnded
-    std::condition_variable kArrived; // signalled by Post
+    VXCriticalSection kLock; // guards the list and bOwnerEnded
+    VXEventFlag kArrived;    // auto-reset, set by Post; may be stale, so callers look again
     VXAsyncTransfer* pHead = nullptr; // oldest finished transfer
     VXAsyncTransfer* pTail = nullptr; // newest finished transfer
     bool bOwnerEnded = false;         // the owning thread has exited

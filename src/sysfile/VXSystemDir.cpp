@@ -110,7 +110,7 @@ VXSystemFile::ErrorCode VXSystemDir::FindFirst()
 
 int VXSystemDir::FindNext()
 {
-    char const* filter = acPattern + LastSeparator(acPattern) + 1;
+    char const* filter = acPattern + (LastSeparator(acPattern) + 1);
     bool all = std::strcmp(filter, "*") == 0;
     for (;;)
     {

@@ -4,7 +4,7 @@
 
 #include "vxsystem/VXSpinLock.h"
 
-#include "sysfile/VXCompletionQueue.h"
+#include "sysfile/VXAsyncWaitPlatform.h"
 
 VXSystemFileAsyncFunctor::VXSystemFileAsyncFunctor()
     : uiState(uiAvailable), uiThreadID(0), sOverlapped{}
@@ -78,17 +78,21 @@ void VXSystemFileAsyncFunctor::ExecuteUserCB(VXSystemFile::ErrorCode code, uint6
 
 bool VXSystemFileAsyncFunctor::AlertableSleep(unsigned int milliseconds)
 {
-    return VXCompletionQueue::AlertableSleep(milliseconds);
+    return PlatformAlertableSleep(milliseconds);
 }
 
 bool VXSystemFileAsyncFunctor::OnIssuingThread() const
 {
-    return uiThreadID.load(std::memory_order_relaxed) == VXCompletionQueue::CurrentThreadId();
+    return uiThreadID.load(std::memory_order_relaxed) == PlatformAsyncThreadId();
 }
 
 bool VXSystemFileAsyncFunctor::Collect()
 {
-    // Relaxed: the collector already acquired done; nothing is published by available.
-    uiState.store(uiAvailable, std::memory_order_relaxed);
+    // Only done becomes available: when a foreign waiter loses to the issuing thread, which
+    // collected and issued again meanwhile, the new busy state must stand. Either way the
+    // transfer waited for has ended. Relaxed: the caller already acquired done, and
+    // available publishes nothing.
+    unsigned int expected = uiDone;
+    uiState.compare_exchange_strong(expected, uiAvailable, std::memory_order_relaxed);
     return true;
 }

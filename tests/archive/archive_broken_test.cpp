@@ -83,7 +83,8 @@ TEST(ArchiveBroken, EachPatchHasItsExactOutcome)
         {"entry count beyond the file", DISABLED,
          [](Built& b) { Put32(b.kImage, kDirTable + 8, 0xFFFFFF); }},
         {"entry count one too many", DISABLED, [](Built& b) { Add32(b.kImage, kDirTable + 8, 1); }},
-        {"file count", DISABLED, [](Built& b) { Add32(b.kImage, 20, 1); }},
+        // The stored totals are hints: tables that fit the file are served whatever they say.
+        {"file count", WHOLE, [](Built& b) { Add32(b.kImage, 20, 1); }},
         {"directory name length zero", DISABLED,
          [](Built& b) { b.kImage[b.kLayout.kDirectoryBlockOffsets[0]] = 0; }},
         {"directory name unterminated", DISABLED,
@@ -92,8 +93,8 @@ TEST(ArchiveBroken, EachPatchHasItsExactOutcome)
              uint64_t block = b.kLayout.kDirectoryBlockOffsets[0];
              b.kImage[block + b.kImage[block]] = 'x';
          }},
-        {"directory names length short", DISABLED, [](Built& b) { Add32(b.kImage, 24, -1); }},
-        {"directory names length long", DISABLED, [](Built& b) { Add32(b.kImage, 24, 1); }},
+        {"directory names length short", WHOLE, [](Built& b) { Add32(b.kImage, 24, -1); }},
+        {"directory names length long", WHOLE, [](Built& b) { Add32(b.kImage, 24, 1); }},
         {"file name table past the end", DISABLED,
          [](Built& b) { Put32(b.kImage, 28, 0x7FFFFFFF); }},
         {"file name table one name short", DISABLED,
@@ -145,8 +146,9 @@ TEST(ArchiveBroken, EachPatchHasItsExactOutcome)
         if (!file)
             continue;
         EXPECT_EQ(file->GetSize(), c.uiSize);
-        std::string got = ReadAll(*file, 70000);
-        EXPECT_EQ(file->Read(nullptr, 1), 0u); // ended for good
+        std::string got = ReadAll(*file, 70000); // whole-member inflate where it can
+        EXPECT_EQ(file->Read(nullptr, 1), 0u);   // ended for good
+        EXPECT_EQ(ReadAll(*OpenMember(archive, kPath), 700), got); // the streaming path
         EXPECT_EQ(got.size() < original.size(), c.eOutcome != WHOLE);
         size_t length = c.eOutcome == PREFIX ? got.size() : original.size();
         EXPECT_TRUE(got == (c.eOutcome == EMPTY ? "" : original.substr(0, length)));

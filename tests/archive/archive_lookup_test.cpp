@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using namespace vxtest;
 
 namespace
@@ -207,4 +209,47 @@ TEST(ArchiveLookup, OwnerOffsetAndLooseTwins)
     WriteFile(dir / "Data/meshes/armor/boots.kof", "late");
     EXPECT_TRUE(archive.FindFile(boots.kDir, boots.kFile, d, f, "meshes\\armor\\boots.kof"));
     EXPECT_TRUE(archive.GetDirectory(d)->pEntries[f].QChecked());
+}
+
+TEST(ArchiveLookup, SlashesAndAnEmptyRootNameReachTheSameRecords)
+{
+    ArchiveSettingsScope settings;
+    ArchiveManager::SetCheckRuntimeCollisions(true);
+    TempDir dir;
+    VXArchiveLayout layout;
+    std::vector<uint8_t> image = BuildArchive(MakeMembers(0), {}, &layout);
+    for (size_t i = 0; i < layout.kDirectoryBlockOffsets.size(); ++i)
+        if (image[layout.kDirectoryBlockOffsets[i] + 1] == '.') // the root, stored as "."
+            image[layout.kDirectoryBlockOffsets[i] + 1] = 0;    // now stored as ""
+    Archive archive(SaveArchive(dir, image).c_str(), 262144, false, false);
+    for (char const* name : {"meshes/armor/helmet.kof", "Meshes/Armor\\Helmet.kof", "readme.txt",
+                             "meshes\\walk.kf", "one.bin"})
+    {
+        Keys keys(name);
+        uint64_t d = 0, f = 0;
+        EXPECT_TRUE(archive.FindFile(keys.kDir, keys.kFile, d, f, name)) << name;
+    }
+    EXPECT_STREQ(ArchiveManager::TrimFileName("/Data/a.kof"), "a.kof");
+}
+
+TEST(ArchiveLookup, ReadAheadOfManyArchivesStaysUnderOneBudget)
+{
+    ArchiveSettingsScope settings;
+    TempDir dir;
+    std::string path = SaveArchive(dir, BuildArchive(MakeMembers(0)));
+    std::vector<std::unique_ptr<Archive>> archives;
+    for (int i = 0; i < 40; ++i) // each runs through its members in disk order
+    {
+        archives.push_back(std::make_unique<Archive>(path.c_str(), 262144, false, false));
+        std::vector<std::unique_ptr<ArchiveFile>> readers;
+        for (TestMember const& member : MakeMembers(0))
+            readers.push_back(OpenMember(*archives.back(), member.sPath.c_str()));
+        std::sort(readers.begin(), readers.end(),
+                  [](auto& a, auto& b) { return a->QArchiveOffset() < b->QArchiveOffset(); });
+        for (auto& reader : readers)
+            ReadAll(*reader, 100);
+    }
+    EXPECT_LE(Archive::QReadAheadBytes(), 16u * 256 * 1024);
+    archives.clear();
+    EXPECT_EQ(Archive::QReadAheadBytes(), 0u);
 }

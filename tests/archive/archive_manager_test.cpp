@@ -149,3 +149,25 @@ TEST_F(ArchiveManagerTest, CleanupKeepsOffsetsWhenAsked)
     EXPECT_STREQ(archive->GetFileString(0, 0), "a.kof");
 }
 } // namespace
+
+TEST(ArchiveSettings, HashListSettersLeaveTheReplacedListToItsOwner)
+{
+    auto make = []
+    {
+        void* block = MemoryManager::Instance().Allocate(sizeof(VXTArray<VXHash*>));
+        auto* list = ::new (block) VXTArray<VXHash*>();
+        list->Add(::new (MemoryManager::Instance().Allocate(sizeof(VXHash)))
+                      VXHash("a.kof", VXHash::HASH_FILE));
+        return list;
+    };
+    VXTArray<VXHash*>* first = make();
+    ArchiveManager::SetInvalidateFileNameHashes(first);
+    ArchiveManager::SetInvalidateFileNameHashes(make()); // first goes back to this test
+    EXPECT_EQ(first->QSize(), 1u);                       // freed before: ASan reports it
+    EXPECT_EQ((*first)[0]->Hash(), VXHash("a.kof", VXHash::HASH_FILE).Hash());
+    MemoryManager::Instance().Deallocate((*first)[0]);
+    first->~VXTArray<VXHash*>();
+    MemoryManager::Instance().Deallocate(first);
+    ArchiveManager::CloseAll(); // frees the list in place
+    EXPECT_EQ(ArchiveManager::QInvalidateFileNameHashes(), nullptr);
+}

@@ -1,19 +1,27 @@
 #include "vxsystem/VXFile.h"
+#include "vxsystem/VXFixedString.h"
 
 #include "VXTestSupport.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <utility>
 
 namespace
 {
 using vxtest::ReadFile;
 using vxtest::TempDir;
 using vxtest::WriteFile;
+
+class VXFileTest : public ::testing::Test
+{
+protected:
+    TempDir dir;
+};
 
 std::string ReadAll(VXFile& file, uint64_t chunk)
 {
@@ -24,9 +32,8 @@ std::string ReadAll(VXFile& file, uint64_t chunk)
     return out;
 }
 
-TEST(VXFile, WriteThenReadRoundTripThroughEveryBufferCase)
+TEST_F(VXFileTest, WriteThenReadRoundTripThroughEveryBufferCase)
 {
-    TempDir dir;
     std::string bytes = vxtest::RandomBytes(100000, 7);
     {
         VXFile out((dir / "a.bin").c_str(), KoFile::MODE_WRITE, 4096, false);
@@ -47,28 +54,8 @@ TEST(VXFile, WriteThenReadRoundTripThroughEveryBufferCase)
     }
 }
 
-TEST(VXFile, ReadModeIsLazyAndMissingFilesAreNotGood)
+TEST_F(VXFileTest, ReadWriteModeCreatesMissingFileAndKeepsExistingData)
 {
-    TempDir dir;
-    VXFile missing((dir / "none.bin").c_str(), KoFile::MODE_READ, 1024, false);
-    EXPECT_FALSE(missing.FileIsGood());
-    EXPECT_FALSE(missing.Exist());
-    char c;
-    EXPECT_EQ(missing.Read(&c, 1), 0u);
-    EXPECT_FALSE(vxtest::FileExists(dir / "none.bin"));
-
-    WriteFile(dir / "here.bin", "abc");
-    VXFile lazy((dir / "here.bin").c_str(), KoFile::MODE_READ, 1024, false);
-    EXPECT_TRUE(lazy.FileIsGood());
-    EXPECT_FALSE(lazy.FilePointerIsValid());
-    EXPECT_EQ(lazy.Read(&c, 1), 1u);
-    EXPECT_TRUE(lazy.FilePointerIsValid());
-    EXPECT_EQ(c, 'a');
-}
-
-TEST(VXFile, ReadWriteModeCreatesMissingFileAndKeepsExistingData)
-{
-    TempDir dir;
     {
         VXFile rw((dir / "new.bin").c_str(), KoFile::MODE_READ_WRITE, 64, false);
         ASSERT_TRUE(rw.FileIsGood());
@@ -83,13 +70,13 @@ TEST(VXFile, ReadWriteModeCreatesMissingFileAndKeepsExistingData)
     EXPECT_EQ(ReadFile(dir / "new.bin"), std::string("\x44\x33\xAA\x11", 4));
 }
 
-TEST(VXFile, SeeksInsideAndOutsideTheBuffer)
+TEST_F(VXFileTest, OpensLazilyAndSeeksInsideAndOutsideTheBuffer)
 {
-    TempDir dir;
     std::string bytes = vxtest::RandomBytes(50000, 3);
     WriteFile(dir / "s.bin", bytes);
     VXFile in((dir / "s.bin").c_str(), KoFile::MODE_READ, 1000, false);
-    // A seek to where the file stands hands nothing on: it is still not opened.
+    // Opening waits for the first read; a seek to where the file stands hands nothing on.
+    EXPECT_TRUE(in.FileIsGood());
     EXPECT_TRUE(in.Seek(0, KoFile::ms_iSeekCur));
     EXPECT_TRUE(in.Seek(0, KoFile::ms_iSeekSet));
     EXPECT_FALSE(in.FilePointerIsValid());
@@ -101,6 +88,7 @@ TEST(VXFile, SeeksInsideAndOutsideTheBuffer)
         EXPECT_EQ(c, bytes[pos]) << "at " << pos;
         EXPECT_EQ(in.Tell(), static_cast<uint64_t>(pos + 1));
     }
+    EXPECT_TRUE(in.FilePointerIsValid());
     in.Seek(-2, KoFile::ms_iSeekCur);
     in.Read(&c, 1);
     EXPECT_EQ(c, bytes[41]);
@@ -110,9 +98,8 @@ TEST(VXFile, SeeksInsideAndOutsideTheBuffer)
     EXPECT_EQ(in.Tell(), 49996u);
 }
 
-TEST(VXFile, WholeFileBufferReadsEverythingAtOpen)
+TEST_F(VXFileTest, WholeFileBufferReadsEverythingAtOpen)
 {
-    TempDir dir;
     std::string bytes = vxtest::RandomBytes(12345, 9);
     WriteFile(dir / "w.bin", bytes);
     VXFile in((dir / "w.bin").c_str(), KoFile::MODE_READ, VXFile::WHOLE_FILE_BUFFER, false);
@@ -124,9 +111,8 @@ TEST(VXFile, WholeFileBufferReadsEverythingAtOpen)
     EXPECT_EQ(ReadAll(in, 1000), bytes);
 }
 
-TEST(VXFile, ChangeBufferSizeFollowsFileSizeWithFloor)
+TEST_F(VXFileTest, ChangeBufferSizeFollowsFileSizeWithFloor)
 {
-    TempDir dir;
     WriteFile(dir / "c.bin", std::string(99, 'c') + "d");
     VXFile in((dir / "c.bin").c_str(), KoFile::MODE_READ, 64, false);
     char c;
@@ -144,25 +130,30 @@ TEST(VXFile, ChangeBufferSizeFollowsFileSizeWithFloor)
     EXPECT_EQ(ReadAll(in, 7), std::string(99, 'c') + "d");
 }
 
-TEST(VXFile, StringsAreNulFramed)
+TEST_F(VXFileTest, StringsAndPooledStringsAreNulFramed)
 {
-    TempDir dir;
     VXStringT<char> empty;
     VXStringT<char> word("hello");
     VXStringT<VXWChar> wide(u"wide");
     {
         VXFile out((dir / "t.bin").c_str(), KoFile::MODE_WRITE, 256, false);
+        EXPECT_EQ(out.WriteString(VXFixedStringCS("Hello"), true), 6u);
+        EXPECT_EQ(out.WriteString(VXFixedStringWCS(u"Hi"), false), 2u);
+        EXPECT_EQ(out.WriteString(VXFixedStringWCS(u"W"), true), 2u);
+        EXPECT_EQ(out.WriteString(VXFixedStringCS(static_cast<char const*>(nullptr)), true), 1u);
+        EXPECT_EQ(out.WriteString(VXFixedStringCS(""), false), 0u);
         EXPECT_EQ(out.WriteString(empty, true), 1u);
         EXPECT_EQ(out.WriteString(empty, false), 0u);
         out << word << "raw" << wide;
         EXPECT_EQ(out.QResult(), 5u); // 4 units + terminator
-        EXPECT_EQ(out.Tell(), 1u + 6u + 3u + 10u);
+        EXPECT_EQ(out.Tell(), 15u + 1u + 6u + 3u + 10u);
     }
-    std::string expected("\0hello\0raww\0i\0d\0e\0\0\0", 20);
+    std::string expected("Hello\0H\0i\0W\0\0\0\0\0hello\0raww\0i\0d\0e\0\0\0", 35);
     EXPECT_EQ(ReadFile(dir / "t.bin"), expected);
 
     VXFile in((dir / "t.bin").c_str(), KoFile::MODE_READ, 256, false);
     VXStringT<char> s;
+    in.Seek(15, KoFile::ms_iSeekSet);
     EXPECT_EQ(in.ReadString(s, ~0ull), 0u);
     EXPECT_EQ(in.ReadString(s, ~0ull), 5u);
     EXPECT_STREQ(s.QString(), "hello");
@@ -173,9 +164,8 @@ TEST(VXFile, StringsAreNulFramed)
     EXPECT_EQ(in.ReadString(s, ~0ull), 0u); // end of file: empty, no error
 }
 
-TEST(VXFile, ReadStringLimitAndLongStringsAcrossBlocks)
+TEST_F(VXFileTest, ReadStringLimitAndLongStringsAcrossBlocks)
 {
-    TempDir dir;
     WriteFile(dir / "l.bin", std::string("abcdefgh\0", 9));
     VXFile in((dir / "l.bin").c_str(), KoFile::MODE_READ, 16, false);
     VXStringT<char> s;
@@ -192,9 +182,8 @@ TEST(VXFile, ReadStringLimitAndLongStringsAcrossBlocks)
     EXPECT_EQ(std::string(s.QString()), longText);
 }
 
-TEST(VXFile, GetLineLimitsAndDelimiters)
+TEST_F(VXFileTest, GetLineLimitsAndDelimiters)
 {
-    TempDir dir;
     WriteFile(dir / "g.txt", std::string("ab\r\ncd\xC1\nlast", 12));
     VXFile in((dir / "g.txt").c_str(), KoFile::MODE_READ, 64, false);
     char line[16];
@@ -211,9 +200,8 @@ TEST(VXFile, GetLineLimitsAndDelimiters)
     EXPECT_STREQ(line, "");
 }
 
-TEST(VXFile, ArrayOperatorsUseAndClearTheCount)
+TEST_F(VXFileTest, ArrayOperatorsUseAndClearTheCount)
 {
-    TempDir dir;
     int values[3] = {1, -2, 3};
     {
         VXFile out((dir / "a.bin").c_str(), KoFile::MODE_WRITE, 0, false);
@@ -234,25 +222,31 @@ TEST(VXFile, ArrayOperatorsUseAndClearTheCount)
     EXPECT_EQ(in.GetFileSize(), 22u);
 }
 
-TEST(VXFile, BadNamesAndRefusedWritesFailCleanly)
+TEST_F(VXFileTest, MissingFilesBadNamesAndRefusedWritesFailCleanly)
 {
-    TempDir dir;
-    std::string longName = dir.Path() + "/" + std::string(300, 'n');
-    VXFile tooLong(longName.c_str(), KoFile::MODE_WRITE, 0, false);
-    EXPECT_FALSE(tooLong.FileIsGood());
-    EXPECT_STREQ(tooLong.FileName(), "");
+    std::string const longName = dir.Path() + "/" + std::string(300, 'n');
+    std::string const missing = dir / "none.bin", noFolder = dir / "missing/x.bin";
+    std::pair<char const*, KoFile::OpenMode> const rows[] = {
+        {missing.c_str(), KoFile::MODE_READ},
+        {longName.c_str(), KoFile::MODE_WRITE},
+        {nullptr, KoFile::MODE_READ},
+        {noFolder.c_str(), KoFile::MODE_WRITE}};
+    for (auto [pName, iMode] : rows)
+    {
+        VXFile file(pName, iMode, 1024, false);
+        EXPECT_FALSE(file.FileIsGood() || file.Exist()) << (pName ? pName : "(null)");
+        char c = 0;
+        EXPECT_EQ(iMode == KoFile::MODE_READ ? file.Read(&c, 1) : file.Write("x", 1), 0u);
+        EXPECT_TRUE(!pName || pName != longName.c_str() || *file.FileName() == '\0');
+    }
+    EXPECT_FALSE(vxtest::FileExists(missing));
 
-    VXFile noName(nullptr, KoFile::MODE_READ, 0, false);
-    EXPECT_FALSE(noName.FileIsGood());
-
-    VXFile noFolder((dir / "missing/x.bin").c_str(), KoFile::MODE_WRITE, 0, false);
-    EXPECT_FALSE(noFolder.FileIsGood());
-    EXPECT_EQ(noFolder.Write("x", 1), 0u);
-
-    if (geteuid() != 0) // root ignores permissions
+    if (!vxtest::IgnoresPermissions())
     {
         WriteFile(dir / "ro.bin", "keep");
-        chmod((dir / "ro.bin").c_str(), 0444);
+        std::filesystem::permissions(dir / "ro.bin", std::filesystem::perms::owner_read |
+                                                         std::filesystem::perms::group_read |
+                                                         std::filesystem::perms::others_read);
         VXFile ro((dir / "ro.bin").c_str(), KoFile::MODE_WRITE, 0, false);
         EXPECT_FALSE(ro.FileIsGood());
         EXPECT_EQ(ReadFile(dir / "ro.bin"), "keep");
@@ -269,18 +263,14 @@ TEST(VXFile, FullDiskGivesShortCounts)
     EXPECT_LT(full.Write(block.data(), block.size()), block.size());
 }
 
-TEST(VXFile, FilesBeyondFourGigabytes)
+TEST_F(VXFileTest, FilesBeyondFourGigabytes)
 {
-    TempDir dir;
     std::string path = dir / "big.bin";
-    constexpr off_t kSize = 5ll << 30;
+    constexpr int64_t kSize = 5ll << 30;
     {
-        FILE* f = fopen(path.c_str(), "wb");
-        ASSERT_NE(f, nullptr);
-        ASSERT_EQ(ftruncate(fileno(f), kSize), 0); // sparse: costs no disk
-        ASSERT_EQ(fseeko(f, kSize - 8, SEEK_SET), 0);
-        fwrite("tail-end", 1, 8, f);
-        fclose(f);
+        WriteFile(path, "");
+        std::filesystem::resize_file(path, kSize - 8); // sparse: costs no disk
+        std::ofstream(path, std::ios::binary | std::ios::app) << "tail-end";
     }
     VXFile in(path.c_str(), KoFile::MODE_READ, 4096, false);
     EXPECT_EQ(in.GetFileSize(), static_cast<uint64_t>(kSize));
@@ -290,9 +280,8 @@ TEST(VXFile, FilesBeyondFourGigabytes)
     EXPECT_EQ(std::string(tail, 8), "tail-end");
 }
 
-TEST(VXFile, BackslashNamesInAnyCaseOpenTheFileOnDisk)
+TEST_F(VXFileTest, BackslashNamesInAnyCaseOpenTheFileOnDisk)
 {
-    TempDir dir;
     WriteFile(dir / "meshes/armor/a.kof", "kof!");
     std::string name = dir.Path() + "\\Meshes\\ARMOR\\A.kof";
     VXFile in(name.c_str(), KoFile::MODE_READ, 0, false);

@@ -1,6 +1,7 @@
 #include "vxsystem/ArchiveManager.h"
 #include "vxsystem/FileFinder.h"
 #include "vxsystem/VXFile.h"
+#include "vxsystem/VXThread.h"
 
 #include "VXTestSupport.h"
 
@@ -196,3 +197,22 @@ TEST(FileFinderCombine, RelativeNames)
     }
 }
 } // namespace
+
+TEST_F(FileFinderTest, LoggingHookSeesEachReadLookupOnlyWhileLoggingIsOn)
+{
+    static std::string sLog;
+    sLog.clear();
+    FileFinder::SetGetstringLogFunc(
+        [](FileFinder::FILE_LOCATION location, char const* path, bool opened, uint32_t thread)
+        {
+            bool here = thread == VXThread::GetCurrentThreadId();
+            sLog += std::to_string(location) + path + (opened ? "+" : "-") + (here ? ";" : "?");
+        });
+    EXPECT_EQ(Contents(FileFinder::GetFile("y.kof", KoFile::MODE_READ, 0)), "cwd-y");
+    FileFinder::iFileLogging = 1;
+    EXPECT_EQ(Contents(FileFinder::GetFile("y.kof", KoFile::MODE_READ, 0)), "cwd-y");
+    EXPECT_EQ(Contents(FileFinder::GetFile("none.kof", KoFile::MODE_READ, 0)), "<null>");
+    FileFinder::iFileLogging = 0;
+    FileFinder::SetGetstringLogFunc(nullptr);
+    EXPECT_EQ(sLog, "1y.kof+;");
+}

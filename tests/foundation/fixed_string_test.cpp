@@ -1,19 +1,23 @@
 // The handle classes: null and empty handles, comparisons, copy and move rules, the
-// conversions from case-sensitive sisters, and VXFile::WriteString of pooled strings.
+// conversions from case-sensitive sisters.
 #include "VXPoolSnapshot.h"
 
-#include "VXTestSupport.h"
-#include "vxsystem/VXFile.h"
 #include "vxsystem/VXFixedString.h"
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <type_traits>
 #include <utility>
 
 using vxtest::CountOf;
 using vxtest::EntryOf;
 using vxtest::PoolSnapshot;
+
+// Conversions run from case-sensitive handles to case-blind ones, never back.
+static_assert(std::is_convertible_v<VXFixedStringCS, VXFixedString>);
+static_assert(!std::is_convertible_v<VXFixedString, VXFixedStringCS>);
+static_assert(!std::is_assignable_v<VXFixedStringCS&, VXFixedString const&>);
+static_assert(!std::is_convertible_v<VXFixedStringW, VXFixedStringWCS>);
 
 TEST(FixedString, NullEmptyAndCaseBlindComparison)
 {
@@ -92,20 +96,4 @@ TEST(FixedString, ConversionFromCaseSensitive)
     kFolded = VXFixedStringCS(static_cast<char const*>(nullptr));
     EXPECT_TRUE(!kFolded);
     EXPECT_TRUE(VXFixedStringW(VXFixedStringWCS(u"Wide.Convert")) == u"wide.convert");
-}
-
-TEST(FixedString, WriteStringToFile)
-{
-    vxtest::TempDir kDir;
-    std::string sPath = kDir / "names.bin";
-    {
-        VXFile kFile(sPath.c_str(), KoFile::MODE_WRITE, 4096, false);
-        ASSERT_TRUE(kFile.FileIsGood());
-        EXPECT_EQ(kFile.WriteString(VXFixedStringCS("Hello"), true), 6u);
-        EXPECT_EQ(kFile.WriteString(VXFixedStringWCS(u"Hi"), false), 2u);
-        EXPECT_EQ(kFile.WriteString(VXFixedStringWCS(u"W"), true), 2u);
-        EXPECT_EQ(kFile.WriteString(VXFixedStringCS(static_cast<char const*>(nullptr)), true), 1u);
-        EXPECT_EQ(kFile.WriteString(VXFixedStringCS(""), false), 0u);
-    }
-    EXPECT_EQ(vxtest::ReadFile(sPath), std::string("Hello\0H\0i\0W\0\0\0\0", 15));
 }

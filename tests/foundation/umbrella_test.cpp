@@ -14,9 +14,8 @@ TEST(Umbrella, IncludesEveryPublicHeader)
     for (auto const& entry : std::filesystem::directory_iterator(folder))
     {
         std::string name = entry.path().filename().string();
-        if (name == "vxsystem.h")
-            continue;
-        EXPECT_NE(umbrella.find("#include \"vxsystem/" + name + "\""), std::string::npos)
+        EXPECT_TRUE(name == "vxsystem.h" ||
+                    umbrella.find("#include \"vxsystem/" + name + "\"") != std::string::npos)
             << name << " is missing from vxsystem.h";
     }
 }

@@ -1,9 +1,5 @@
 #include "VXTestSupport.h"
 
-#include <unistd.h>
-
-#include <climits>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -13,9 +9,16 @@ namespace vxtest
 {
 TempDir::TempDir()
 {
-    std::string pattern = (std::filesystem::temp_directory_path() / "vxtest-XXXXXX").string();
-    if (mkdtemp(pattern.data()))
-        sPath = pattern;
+    // A fresh name per try; create_directory says false when the name is taken.
+    std::error_code error;
+    std::filesystem::path base = std::filesystem::temp_directory_path(error);
+    std::random_device seed;
+    for (int attempt = 0; attempt < 100 && sPath.empty() && !error; ++attempt)
+    {
+        std::filesystem::path candidate = base / ("vxtest-" + std::to_string(seed()));
+        if (std::filesystem::create_directory(candidate, error))
+            sPath = candidate.generic_string();
+    }
 }
 
 TempDir::~TempDir()
@@ -47,6 +50,18 @@ bool FileExists(std::string const& path)
     return std::filesystem::exists(path);
 }
 
+bool IgnoresPermissions()
+{
+    // Asked of the system itself: root on POSIX, and Wine run by root, write anyway.
+    TempDir dir;
+    std::string path = dir.Path() + "/read-only";
+    WriteFile(path, "");
+    std::error_code error;
+    std::filesystem::permissions(path, std::filesystem::perms::owner_read, error);
+    std::ofstream probe(path, std::ios::binary | std::ios::app);
+    return probe.is_open();
+}
+
 std::string RandomBytes(size_t size, uint32_t seed)
 {
     std::mt19937 generator(seed);
@@ -58,16 +73,17 @@ std::string RandomBytes(size_t size, uint32_t seed)
 
 ScopedCwd::ScopedCwd(std::string const& path)
 {
-    char previous[PATH_MAX];
-    if (getcwd(previous, sizeof(previous)))
-        sPrevious = previous;
-    if (chdir(path.c_str()) != 0)
+    std::error_code error;
+    sPrevious = std::filesystem::current_path(error).string();
+    std::filesystem::current_path(path, error);
+    if (error)
         sPrevious.clear();
 }
 
 ScopedCwd::~ScopedCwd()
 {
+    std::error_code ignored;
     if (!sPrevious.empty())
-        (void)!chdir(sPrevious.c_str());
+        std::filesystem::current_path(sPrevious, ignored);
 }
 } // namespace vxtest

@@ -29,6 +29,8 @@ void WriteFile(std::string const& path, std::string const& bytes);
 // The whole content of a file; empty when it cannot be read.
 std::string ReadFile(std::string const& path);
 bool FileExists(std::string const& path);
+// True where a read-only file can still be opened for writing by this process.
+bool IgnoresPermissions();
 // Deterministic pseudo-random bytes.
 std::string RandomBytes(size_t size, uint32_t seed);
 

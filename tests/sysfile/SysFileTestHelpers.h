@@ -2,10 +2,10 @@
 // opens in one line, and a functor that records its completion.
 #pragma once
 
+#include "vxsystem/MemoryManager.h"
 #include "vxsystem/VXSystemFile.h"
 #include "vxsystem/VXSystemFileAsyncFunctor.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -21,8 +21,9 @@ using Block = std::unique_ptr<char, void (*)(void*)>;
 // size is a multiple of kBlock.
 inline Block AlignedBlock(size_t size, char fill = 0)
 {
-    Block block(static_cast<char*>(std::aligned_alloc(kBlock, size)),
-                [](void* p) { std::free(p); });
+    // Through the library's heap: the C runtimes disagree on aligned allocation.
+    Block block(static_cast<char*>(MemoryManager::Instance().Allocate(size, kBlock, true)),
+                [](void* p) { MemoryManager::Instance().Deallocate(p, true); });
     std::memset(block.get(), fill, size);
     return block;
 }

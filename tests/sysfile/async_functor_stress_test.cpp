@@ -89,3 +89,45 @@ TEST(AsyncStress, ManyIssuersWithForeignPollers)
     poller.join();
     EXPECT_EQ(bad.load(), 0);
 }
+
+// The issuer collects and issues again at once while foreign Wait(true)s collect too: a
+// foreign collect must never overwrite the new busy state, or the issuer's next Wait
+// would return early. Issuers that end with a transfer out still get their result, so
+// a foreign Wait(true) ends.
+TEST(AsyncStress, ForeignCollectsAndEndedIssuers)
+{
+    vxtest::TempDir dir;
+    vxtest::WriteFile(dir / "race.bin", std::string(kBlock, 'r'));
+    VF file = Open(dir / "race.bin", VF::AM_READ, VF::OM_EXISTING, true);
+    Block block = AlignedBlock(kBlock);
+    Recorder recorder;
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back(
+            [&]
+            {
+                while (!stop.load(std::memory_order_relaxed))
+                    recorder.Wait(true);
+            });
+    int bad = 0;
+    for (int round = 1; round <= 3000; ++round)
+    {
+        bad += file.ReadAsync(block.get(), kBlock, 0, recorder) != VF::EC_OK;
+        recorder.Wait(true);
+        bad += recorder.iCalls != round;
+    }
+    stop.store(true, std::memory_order_relaxed);
+    for (std::thread& thread : threads)
+        thread.join();
+
+    std::vector<Recorder> ended(64);
+    for (Recorder& issued : ended)
+    {
+        std::thread([&] { file.ReadAsync(block.get(), kBlock, 0, issued); }).join();
+        bad += !issued.Wait(true);
+    }
+    for (Recorder& issued : ended)
+        bad += issued.iCalls != 1 || issued.uiBytes != kBlock;
+    EXPECT_EQ(bad, 0);
+}

@@ -60,6 +60,7 @@ TEST(VXSystemDir, WalksEveryEntryWithDotsKindAndSize)
     // working folder that begin with a.
     vxtest::ScopedCwd cwd(temp.Path());
     EXPECT_EQ(Walk("a"), (Listing{{"a", "d0"}, {"a.txt", "f5"}}));
+    EXPECT_EQ(Walk("").count("a.txt"), 1u); // a pattern without any separator
     EXPECT_EQ(VXSystemDir("z").QLastError(), VXSystemFile::EC_FILE_NOT_FOUND);
 }
 
@@ -106,7 +107,10 @@ TEST(VXSystemDir, MakeDirAndMakeEntireDirPath)
     std::string mixed = Backslashed(temp.Path()) + "\\X/Y\\w\\f";
     EXPECT_TRUE(VXSystemDir::MakeEntireDirPath(mixed.c_str()));
     EXPECT_TRUE(fs::is_directory(temp / "x/y/w"));
-    EXPECT_FALSE(fs::exists(temp / "X"));
+    int spellings = 0; // one folder for both spellings, whatever the disk's case rules
+    for (auto const& entry : fs::directory_iterator(temp.Path()))
+        spellings += entry.path().filename() == "x" || entry.path().filename() == "X";
+    EXPECT_EQ(spellings, 1);
     // A file in the way ends the walk; no separator makes nothing; too long and null fail.
     vxtest::WriteFile(temp / "plain", "p");
     EXPECT_FALSE(VXSystemDir::MakeEntireDirPath((temp / "plain/sub/f").c_str()));

@@ -86,6 +86,12 @@ TEST_F(SystemFileTest, CopyingTransfersTheHandleAndItsShareLock)
     reader = VF();
     VF writer = Open(P("s"), VF::AM_WRITE, VF::OM_CREATE_ALWAYS);
     EXPECT_EQ(OpenCode("s", VF::AM_READ, VF::OM_EXISTING), VF::EC_FAILED);
+    // A held file is not deleted, whoever holds it; once let go, it is.
+    EXPECT_EQ(VF::DeleteFile(P("s").c_str()), VF::EC_FAILED);
+    EXPECT_EQ(VF::DeleteFile(P("two").c_str()), VF::EC_FAILED); // c holds it
+    writer = VF();
+    EXPECT_EQ(VF::DeleteFile(P("s").c_str()), VF::EC_OK);
+    EXPECT_FALSE(vxtest::FileExists(P("s")));
 }
 
 TEST_F(SystemFileTest, NamesResolveAndMissingFileDiffersFromMissingFolder)

@@ -17,6 +17,12 @@ int CallOpen(char const* path, int flags, mode_t mode)
     return open(path, flags, mode);
 }
 
+// A transfer's own descriptor must not leak into child processes either.
+int CallDup(int fd)
+{
+    return fcntl(fd, F_DUPFD_CLOEXEC, 0);
+}
+
 int CallFcntl(int fd, int command, int argument)
 {
     return fcntl(fd, command, argument);
@@ -71,7 +77,7 @@ int CallRenameNoReplace(char const* from, char const* to)
 
 constexpr VXPosixFileCalls kDefaults = {.pfnOpen = CallOpen,
                                         .pfnClose = close,
-                                        .pfnDup = dup,
+                                        .pfnDup = CallDup,
                                         .pfnRead = read,
                                         .pfnWrite = write,
                                         .pfnPread = pread,

@@ -1,17 +1,24 @@
 // POSIX half of the runtime seam: stdio, access and file times.
 #include "platform/VXPlatformRuntime.h"
 #include "platform/posix/VXPosixFileCalls.h"
+#include "platform/posix/VXPosixStreamCalls.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <ctime>
 
 namespace
 {
 // Seconds from 1601-01-01 to 1970-01-01.
 constexpr uint64_t kEpochDeltaSeconds = 11644473600ull;
+
+VXPosixStreamCalls const& Calls()
+{
+    return VXPosixStreamCallTable();
+}
 
 bool Resolve(char const* name, char (&path)[4096])
 {
@@ -43,18 +50,44 @@ int PlatformOpenStream(FILE** stream, char const* name, char const* mode)
     struct stat info;
     if (stat(path, &info) == 0 && S_ISDIR(info.st_mode))
         return EISDIR;
-    *stream = fopen(path, mode);
+    // "e": close-on-exec, so that a child process never inherits our files.
+    char closeOnExec[16];
+    if (std::snprintf(closeOnExec, sizeof(closeOnExec), "%se", mode) >= int(sizeof(closeOnExec)))
+        return EINVAL;
+    *stream = Calls().pfnOpen(path, closeOnExec);
+    if (*stream && mode[0] != 'r')
+        PlatformNotePathChanged(path); // a new file may have appeared in its folder
     return *stream ? 0 : errno;
+}
+
+uint64_t PlatformReadStream(FILE* stream, void* buffer, uint64_t size)
+{
+    return stream && buffer ? Calls().pfnRead(buffer, 1, static_cast<size_t>(size), stream) : 0;
+}
+
+uint64_t PlatformWriteStream(FILE* stream, void const* buffer, uint64_t size)
+{
+    return stream && buffer ? Calls().pfnWrite(buffer, 1, static_cast<size_t>(size), stream) : 0;
+}
+
+int PlatformFlushStream(FILE* stream)
+{
+    return stream ? Calls().pfnFlush(stream) : EOF;
+}
+
+int PlatformCloseStream(FILE* stream)
+{
+    return stream ? Calls().pfnClose(stream) : EOF;
 }
 
 int PlatformSeekStream(FILE* stream, int64_t offset, int whence)
 {
-    return stream ? fseeko(stream, static_cast<off_t>(offset), whence) : -1;
+    return stream ? Calls().pfnSeek(stream, static_cast<off_t>(offset), whence) : -1;
 }
 
 int64_t PlatformTellStream(FILE* stream)
 {
-    return stream ? static_cast<int64_t>(ftello(stream)) : -1;
+    return stream ? static_cast<int64_t>(Calls().pfnTell(stream)) : -1;
 }
 
 int64_t PlatformReadStreamAt(FILE* stream, uint64_t position, void* buffer, uint64_t size)

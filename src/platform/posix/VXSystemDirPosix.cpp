@@ -1,6 +1,8 @@
 // POSIX listing and folder creation for VXSystemDir.
 #include "sysfile/VXSystemDirPlatform.h"
 
+#include "platform/VXPlatformRuntime.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -57,5 +59,7 @@ void PlatformCloseDir(void* handle)
 
 int PlatformMakeDir(char const* path)
 {
-    return mkdir(path, 0777) == 0 ? 0 : errno;
+    int error = mkdir(path, 0777) == 0 ? 0 : errno;
+    PlatformNotePathChanged(path);
+    return error;
 }

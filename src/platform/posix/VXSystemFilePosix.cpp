@@ -142,6 +142,8 @@ int OpenFile(char const* path, OpenRequest const& request, int& fdOut)
         [&] { return Calls().pfnOpen(path, request.iFlags | O_CLOEXEC | O_NOCTTY, 0666); });
     if (fd < 0)
         return errno;
+    if (request.iFlags & O_CREAT)
+        PlatformNotePathChanged(path);
     struct stat info;
     if (VXPosixRetry([&] { return Calls().pfnFstat(fd, &info); }) != 0)
         return CloseWith(fd, errno);
@@ -415,12 +417,32 @@ VXSystemFile::ErrorCode VXSystemFile::DoSetTime(_FILETIME const*, _FILETIME cons
                : FileErrorFromPlatform(errno);
 }
 
+namespace
+{
+// A file that one of our objects holds is not removed, as Windows refuses to delete an
+// open file: an exclusive share lock is taken first and held across the unlink. A file
+// that cannot be opened to test (no read right) is removed as the folder allows.
+int Unlink(char const* path)
+{
+    int fd = VXPosixRetry(
+        [&] { return Calls().pfnOpen(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0); });
+    if (fd >= 0 && VXPosixRetry([&] { return Calls().pfnFlock(fd, LOCK_EX | LOCK_NB); }) != 0)
+        return CloseWith(fd, errno);
+    int error = VXPosixRetry([&] { return Calls().pfnUnlink(path); }) == 0 ? 0 : errno;
+    if (fd >= 0)
+        Close(fd);
+    return error;
+}
+} // namespace
+
 VXSystemFile::ErrorCode VXSystemFile::DoDeleteFile(char const* name)
 {
     Path path;
     int error = Resolve(name, path);
-    if (!error && VXPosixRetry([&] { return Calls().pfnUnlink(path); }) != 0)
-        error = RefineMissing(errno, path);
+    if (!error && (error = Unlink(path)) != 0)
+        error = RefineMissing(error, path);
+    if (!error)
+        PlatformNotePathChanged(path);
     return FileErrorFromPlatform(error);
 }
 
@@ -434,6 +456,8 @@ VXSystemFile::ErrorCode VXSystemFile::DoCopyFile(char const* fromName, char cons
         error = Resolve(toName, to);
     if (!error)
         error = Copy(from, to, failIfExists);
+    if (!error)
+        PlatformNotePathChanged(to);
     return FileErrorFromPlatform(error);
 }
 
@@ -457,6 +481,8 @@ VXSystemFile::ErrorCode VXSystemFile::DoMoveFile(char const* fromName, char cons
             return EC_ALREADY_EXISTS;
         result = VXPosixRetry([&] { return calls.pfnRename(from, to); });
     }
+    PlatformNotePathChanged(from);
+    PlatformNotePathChanged(to);
     if (result == 0)
         return EC_OK;
     error = errno;
