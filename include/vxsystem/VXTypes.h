@@ -8,6 +8,21 @@
 // written on one platform read back on another; wchar_t is 32-bit on POSIX.
 using VXWChar = char16_t;
 
+#if defined(_WIN32)
+// On Windows the time types are the system's own, so a host hands its FILETIME and
+// SYSTEMTIME straight in and may include windows.h before or after this header. Only the
+// two small type headers come in; NOMINMAX keeps min and max out of the host's way.
+#ifndef NOMINMAX
+#define NOMINMAX
+#define VX_TYPES_DEFINED_NOMINMAX
+#endif
+#include <minwindef.h>
+#include <minwinbase.h>
+#ifdef VX_TYPES_DEFINED_NOMINMAX
+#undef NOMINMAX
+#undef VX_TYPES_DEFINED_NOMINMAX
+#endif
+#else
 // 64-bit file time: 100 ns ticks since 1601-01-01 UTC, the platform's file time form.
 struct _FILETIME
 {
@@ -27,6 +42,7 @@ struct SYSTEMTIME
     uint16_t wSecond;       // 0 to 59
     uint16_t wMilliseconds; // 0 to 999
 };
+#endif
 
 // Longest path with its terminator.
 inline constexpr unsigned int MAX_PATH_BYTES = 260;

@@ -1,5 +1,14 @@
 // Faults put in the way of the stdio calls under KoFile and VXFile: a failed flush, write
 // or seek is never forgotten, and a file that could not be read serves nothing.
+#include <gtest/gtest.h>
+
+#if defined(_WIN32)
+// The stdio seam sits in the POSIX half; Windows reaches its files through the system.
+TEST(StreamFault, PosixOnly)
+{
+    GTEST_SKIP() << "the stdio fault table exists only in the POSIX half";
+}
+#else
 #include "vxsystem/VXFile.h"
 #include "vxsystem/VXSystemFile.h"
 
@@ -8,7 +17,6 @@
 #include "platform/posix/VXPosixStreamCalls.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 namespace
@@ -91,3 +99,4 @@ TEST_F(StreamFault, CopiesNeverShareTheStreamAndDescriptorsAreCloseOnExec)
     close(dup);
 }
 } // namespace
+#endif

@@ -61,14 +61,14 @@ TEST_F(OrderTest, ElevatorCases)
     kOrder.RemoveRequest(b);
 
     // Something more urgent elsewhere wins unless the next one lies within a block.
-    ReadRequest* near = Add(0, 4 * K, 5);
+    ReadRequest* nearby = Add(0, 4 * K, 5);
     ReadRequest* urgent = Add(1, 7 * K, 1);
-    EXPECT_EQ(kOrder.SelectRequest(0, 3 * K + 1), near);
+    EXPECT_EQ(kOrder.SelectRequest(0, 3 * K + 1), nearby);
     EXPECT_EQ(kOrder.SelectRequest(0, 2 * K), urgent);
     EXPECT_EQ(kOrder.QSelected(), urgent);
     kOrder.RemoveRequest(urgent);
     EXPECT_EQ(kOrder.QSelected(), nullptr);
-    kOrder.RemoveRequest(near);
+    kOrder.RemoveRequest(nearby);
     EXPECT_EQ(kOrder.SelectRequest(0, 0), nullptr);
     EXPECT_TRUE(kOrder.QEmpty());
 }

@@ -1,7 +1,9 @@
 // The streaming read service against real files: byte-exact reads through and past the
 // cache, prefetch, version changes, uncaching, enable cycles and failing disks.
 #include "StreamerTestKit.h"
+#if !defined(_WIN32)
 #include "platform/posix/VXPosixFileCalls.h"
+#endif
 
 #include <cstring>
 
@@ -79,7 +81,9 @@ TEST_F(StreamerFixture, VersionUpdatesNeverGiveStaleBytes)
     for (uint32_t seed = 10; seed < 14; ++seed)
     {
         data.sBytes = vxtest::RandomBytes(2 * K, seed);
+        data.kFile = VF(); // Windows refuses to rewrite a file open without write sharing
         vxtest::WriteFile(data.sPath, data.sBytes);
+        data.kFile = VF(data.sPath.c_str(), VF::AM_READ, VF::OM_EXISTING, false, 0, false);
         VS::UpdateFileVersion(data.kID);
         EXPECT_EQ(Read(data, 0, 2 * K, true), data.sBytes);
     }
@@ -131,6 +135,8 @@ TEST_F(StreamerFixture, EnableCyclesAndDisabledCalls)
     VS::Enable(true);
 }
 
+// The fault table sits in the POSIX half; Windows reads through the system directly.
+#if !defined(_WIN32)
 TEST_F(StreamerFixture, FailingDiskFinishesReadsShortWithTheCodeInTheFile)
 {
     DataFile data(sDir, "f.bin", 2 * K, 9);
@@ -145,3 +151,4 @@ TEST_F(StreamerFixture, FailingDiskFinishesReadsShortWithTheCodeInTheFile)
     VS::UpdateFileVersion(data.kID); // the empty block stays cached until the version moves
     EXPECT_EQ(Read(data, 0, 2 * K, true), data.sBytes);
 }
+#endif

@@ -26,6 +26,7 @@ TEST(PathResolver, OwnCreatesAndDeletesShowAtOnceAndTheCacheIsBounded)
         ASSERT_EQ(VXSystemFile::DeleteFile(lower.c_str()), VXSystemFile::EC_OK);
         ASSERT_FALSE(PlatformLooseFileExists(lower.c_str())) << round;
     }
+#if !defined(_WIN32) // Windows matches letter case itself and keeps no listings
     for (int i = 0; i < 2100; ++i)
     {
         std::string sub = folder + "/d" + std::to_string(i);
@@ -34,4 +35,5 @@ TEST(PathResolver, OwnCreatesAndDeletesShowAtOnceAndTheCacheIsBounded)
     }
     EXPECT_LE(PlatformCachedFolderCount(), 2048u);
     EXPECT_GT(PlatformCachedFolderCount(), 2000u);
+#endif
 }

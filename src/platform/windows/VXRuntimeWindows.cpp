@@ -106,13 +106,9 @@ bool PlatformGetLastWriteTime(char const* name, uint64_t& ticks)
 bool PlatformFileTimeToLocalTime(uint64_t ticks, SYSTEMTIME& out)
 {
     FILETIME time{static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
-    VXWin32SystemTime universal;
-    VXWin32SystemTime local;
-    if (!FileTimeToSystemTime(&time, &universal) ||
-        !SystemTimeToTzSpecificLocalTime(nullptr, &universal, &local))
-        return false;
-    std::memcpy(&out, &local, sizeof(out));
-    return true;
+    SYSTEMTIME universal;
+    return FileTimeToSystemTime(&time, &universal) &&
+           SystemTimeToTzSpecificLocalTime(nullptr, &universal, &out);
 }
 
 bool PlatformResolvePath(char const* name, char* out, size_t outSize)

@@ -1,6 +1,8 @@
 // Windows half of asynchronous transfers: ReadFileEx and WriteFileEx, whose completion
 // routines the system runs on the issuing thread inside its alertable waits.
+#include "vxsystem/MemoryManager.h"
 #include "vxsystem/VXSystemFileAsyncFunctor.h"
+#include "vxsystem/VXTArray.h"
 
 #include "platform/windows/VXWindowsApi.h"
 #include "sysfile/VXAsyncWaitPlatform.h"
@@ -19,12 +21,85 @@ static_assert(offsetof(Overlapped, uiOffset) == offsetof(OVERLAPPED, Offset), "l
 static_assert(offsetof(Overlapped, uiOffsetHigh) == offsetof(OVERLAPPED, OffsetHigh), "layout");
 static_assert(offsetof(Overlapped, pEvent) == offsetof(OVERLAPPED, hEvent), "layout");
 
+constexpr ULONG_PTR kStatusPending = 0x103;
+constexpr ULONG_PTR kStatusEndOfFile = 0xC0000011;
+
+// The transfers one thread issued whose routines have not run. The system drops a
+// thread's routines when it ends, and a foreign Wait(true) would then poll for ever; so
+// at the thread's end each is delivered from the result the system leaves in its control
+// block. Only the owning thread touches the list. It hangs off fiber-local storage, whose
+// end-of-thread callback runs on the ending thread (thread_local destructors are not
+// dependable in mingw-w64 builds).
+struct Pending
+{
+    VXSystemFileAsyncFunctor* pFunctor; // whose routine has not run
+    Overlapped* pOverlapped;            // its control block, where the system leaves the result
+    bool operator==(Pending const&) const = default;
+};
+
+struct PendingTransfers : VXHeapObject
+{
+    VXTArray<Pending> kPending;
+
+    static void WINAPI DeliverAtExit(void* data)
+    {
+        auto* transfers = static_cast<PendingTransfers*>(data);
+        for (unsigned int i = 0; i < transfers->kPending.QSize(); ++i)
+            Deliver(transfers->kPending[i]);
+        delete transfers;
+    }
+    static void Deliver(Pending const& pending)
+    {
+        auto volatile const& status = pending.pOverlapped->uiInternal;
+        while (status == kStatusPending)
+            Sleep(1);
+        DWORD error = status == 0                  ? 0
+                      : status == kStatusEndOfFile ? ERROR_HANDLE_EOF
+                                                   : ERROR_GEN_FAILURE;
+        pending.pFunctor->ExecuteUserCB(
+            VXSystemFile::FileErrorFromPlatform(static_cast<int>(error)),
+            pending.pOverlapped->uiInternalHigh);
+    }
+    // The calling thread's list; null when it does not exist and create is false, or
+    // when it cannot be made.
+    static PendingTransfers* Current(bool create)
+    {
+        static DWORD const sIndex = FlsAlloc(DeliverAtExit);
+        if (sIndex == FLS_OUT_OF_INDEXES)
+            return nullptr;
+        auto* transfers = static_cast<PendingTransfers*>(FlsGetValue(sIndex));
+        if (transfers || !create)
+            return transfers;
+        transfers = new PendingTransfers;
+        if (transfers && !FlsSetValue(sIndex, transfers))
+        {
+            delete transfers;
+            transfers = nullptr;
+        }
+        return transfers;
+    }
+};
+
+// False when the list had no room: the transfer is then not issued.
+bool Track(Pending pending)
+{
+    PendingTransfers* transfers = PendingTransfers::Current(true);
+    return transfers && transfers->kPending.Add(pending) != VXTArrayBase::INVALID_INDEX;
+}
+
+void Untrack(Pending pending)
+{
+    if (PendingTransfers* transfers = PendingTransfers::Current(false))
+        transfers->kPending.RemoveAtFast(transfers->kPending.Find(pending));
+}
+
 void WINAPI CompleteTransfer(DWORD error, DWORD bytes, OVERLAPPED* block)
 {
     auto* overlapped = reinterpret_cast<Overlapped*>(block);
     if (!overlapped || !overlapped->pEvent)
         return;
     auto* functor = static_cast<VXSystemFileAsyncFunctor*>(overlapped->pEvent);
+    Untrack({functor, overlapped});
     functor->ExecuteUserCB(VXSystemFile::FileErrorFromPlatform(static_cast<int>(error)), bytes);
 }
 
@@ -73,8 +148,10 @@ VXSystemFile::ErrorCode VXSystemFile::DoReadAsync(void* buffer, uint64_t size, u
         error = ERROR_INVALID_PARAMETER; // one system transfer moves at most 4 GiB - 1
     else if (StartsPastEnd(file, size, offset))
         error = ERROR_HANDLE_EOF;
+    else if (!Track({&functor, &functor.sOverlapped}))
+        error = ERROR_NOT_ENOUGH_MEMORY;
     else if (!ReadFileEx(file, buffer, static_cast<DWORD>(size), block, CompleteTransfer))
-        error = GetLastError();
+        error = GetLastError(), Untrack({&functor, &functor.sOverlapped});
     if (!error)
         return EC_OK;
     functor.uiState.store(VXSystemFileAsyncFunctor::uiAvailable, std::memory_order_relaxed);
@@ -91,9 +168,14 @@ VXSystemFile::ErrorCode VXSystemFile::DoWriteAsync(void const* buffer, uint64_t 
     functor.uiThreadID.store(GetCurrentThreadId(), std::memory_order_relaxed);
     if (size > 0xFFFFFFFFu)
         return FileErrorFromPlatform(ERROR_INVALID_PARAMETER);
+    if (!Track({&functor, &functor.sOverlapped}))
+        return FileErrorFromPlatform(ERROR_NOT_ENOUGH_MEMORY);
     if (!WriteFileEx(reinterpret_cast<HANDLE>(hFile), buffer, static_cast<DWORD>(size), block,
                      CompleteTransfer))
+    {
+        Untrack({&functor, &functor.sOverlapped});
         return FileErrorFromPlatform(static_cast<int>(GetLastError()));
+    }
     // Safe after the issue: the routine can only run in a later wait of this thread.
     functor.uiState.store(VXSystemFileAsyncFunctor::uiBusy, std::memory_order_release);
     return EC_OK;

@@ -1,8 +1,6 @@
-// The one way the Windows half includes the system headers. VXTypes.h already declares
-// _FILETIME and SYSTEMTIME with the system's layout, so the system's own declarations
-// are renamed while they are read; the macros that would rename members of the public
-// classes (DeleteFile, CopyFile, Yield ...) are dropped afterwards. Also the UTF-8 to
-// UTF-16 name conversion that every call taking a name goes through.
+// The one way the Windows half includes the system headers: the macros that would rename
+// members of the public classes (DeleteFile, CopyFile, Yield ...) are dropped afterwards.
+// Also the UTF-8 to UTF-16 name conversion that every call taking a name goes through.
 #pragma once
 
 #include "vxsystem/VXTypes.h"
@@ -13,11 +11,7 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
-#define _FILETIME VXWin32FileTime
-#define SYSTEMTIME VXWin32SystemTime
 #include <windows.h>
-#undef _FILETIME
-#undef SYSTEMTIME
 #undef DeleteFile
 #undef CopyFile
 #undef MoveFile
@@ -25,9 +19,6 @@
 #undef Yield
 
 #include <cstdint>
-
-static_assert(sizeof(FILETIME) == sizeof(_FILETIME), "file time layouts differ");
-static_assert(sizeof(VXWin32SystemTime) == sizeof(SYSTEMTIME), "system time layouts differ");
 
 // Room for a converted name: a long-path prefix and more than any engine path needs.
 inline constexpr int VX_WIDE_PATH_CHARS = 1024;
