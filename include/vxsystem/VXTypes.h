@@ -17,6 +17,7 @@ using VXWChar = char16_t;
 #define VX_TYPES_DEFINED_NOMINMAX
 #endif
 #include <minwindef.h>
+// minwinbase.h stands on the base types of minwindef.h, so it comes second.
 #include <minwinbase.h>
 #ifdef VX_TYPES_DEFINED_NOMINMAX
 #undef NOMINMAX

@@ -51,7 +51,8 @@ std::map<std::string, std::string> Tree(std::string const& root)
     std::map<std::string, std::string> out;
     for (auto const& entry : fs::recursive_directory_iterator(root))
         if (entry.is_regular_file())
-            out[fs::relative(entry.path(), root).generic_string()] = ReadFile(entry.path().string());
+            out[fs::relative(entry.path(), root).generic_string()] =
+                ReadFile(entry.path().string());
     return out;
 }
 
