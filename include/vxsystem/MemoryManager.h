@@ -29,7 +29,8 @@ public:
     void* Allocate(size_t size);
     void Deallocate(void* p);
 
-    // The calling thread's scrap heap, created on first use.
+    // The calling thread's scrap heap, created on first use and torn down with the thread;
+    // null when it could not be made.
     ScrapHeap* GetThreadScrapHeap();
 
     // Live blocks handed out by Allocate and not yet returned; for leak checks.

@@ -22,6 +22,9 @@ public:
     void* Allocate(size_t size, unsigned int alignment);
     // Gives back a block of this heap; null is ignored.
     void Deallocate(void* p);
+    // The same on the calling thread's heap; null when that heap could not be made.
+    static void* AllocateOnThread(size_t size, unsigned int alignment);
+    static void DeallocateOnThread(void* p);
 
     // Blocks handed out and not yet given back; chunks held. For tests and statistics.
     size_t QLiveBlocks() const { return uiLiveBlocks; }

@@ -1,6 +1,9 @@
 #include "vxsystem/ScrapHeap.h"
 
+#include "platform/VXPlatformThreadSlot.h"
+
 #include <cstdint>
+#include <new>
 
 namespace
 {
@@ -190,18 +193,46 @@ void ScrapHeap::Unlink(VXScrapChunk* chunk)
 
 ScrapHeap* MemoryManager::GetThreadScrapHeap()
 {
-    thread_local ScrapHeap tHeap;
-    return &tHeap;
+    static unsigned int const sSlot = PlatformThreadSlotCreate(
+        [](void* heap)
+        {
+            static_cast<ScrapHeap*>(heap)->~ScrapHeap();
+            MemoryManager::Instance().Deallocate(heap);
+        });
+    auto* heap = static_cast<ScrapHeap*>(PlatformThreadSlotGet(sSlot));
+    if (heap || sSlot == VX_NO_THREAD_SLOT)
+        return heap;
+    void* storage = MemoryManager::Instance().Allocate(sizeof(ScrapHeap));
+    if (!storage)
+        return nullptr;
+    heap = ::new (storage) ScrapHeap;
+    if (PlatformThreadSlotSet(sSlot, heap))
+        return heap;
+    heap->~ScrapHeap();
+    MemoryManager::Instance().Deallocate(storage);
+    return nullptr;
+}
+
+void* ScrapHeap::AllocateOnThread(size_t size, unsigned int alignment)
+{
+    ScrapHeap* heap = MemoryManager::Instance().GetThreadScrapHeap();
+    return heap ? heap->Allocate(size, alignment) : nullptr;
+}
+
+void ScrapHeap::DeallocateOnThread(void* p)
+{
+    if (ScrapHeap* heap = p ? MemoryManager::Instance().GetThreadScrapHeap() : nullptr)
+        heap->Deallocate(p);
 }
 
 MemoryManager::AutoScrapBuffer::AutoScrapBuffer(size_t size, unsigned int alignment)
-    : pData(MemoryManager::Instance().GetThreadScrapHeap()->Allocate(size, alignment))
+    : pData(ScrapHeap::AllocateOnThread(size, alignment))
 {
 }
 
 MemoryManager::AutoScrapBuffer::~AutoScrapBuffer()
 {
-    MemoryManager::Instance().GetThreadScrapHeap()->Deallocate(pData);
+    ScrapHeap::DeallocateOnThread(pData);
 }
 
 VXTObjectArenaScrapAllocBase::VXTObjectArenaScrapAllocBase()
@@ -218,10 +249,11 @@ void* VXTObjectArenaScrapAllocBase::Allocate(unsigned int size) const
 
 void* VXTObjectArenaScrapAllocBase::AllocateAligned(unsigned int size, unsigned int alignment) const
 {
-    return pHeap->Allocate(size, alignment);
+    return pHeap ? pHeap->Allocate(size, alignment) : nullptr;
 }
 
 void VXTObjectArenaScrapAllocBase::Deallocate(void* p) const
 {
-    pHeap->Deallocate(p);
+    if (pHeap)
+        pHeap->Deallocate(p);
 }

@@ -51,13 +51,12 @@ void VXMemStorageHeapAllocator::Destroy(unsigned char* const block)
 
 unsigned char* VXMemStorageScrapAllocator::Allocate(uint64_t size)
 {
-    return static_cast<unsigned char*>(
-        MemoryManager::Instance().GetThreadScrapHeap()->Allocate(size, 8));
+    return static_cast<unsigned char*>(ScrapHeap::AllocateOnThread(size, 8));
 }
 
 void VXMemStorageScrapAllocator::Destroy(unsigned char* const block)
 {
-    MemoryManager::Instance().GetThreadScrapHeap()->Deallocate(block);
+    ScrapHeap::DeallocateOnThread(block);
 }
 
 VXMemStorage::VXMemStorage(uint64_t size, unsigned char* buffer)

@@ -231,6 +231,7 @@ void Streamer::ReadCommandNow(ReadCommand const& command)
     if (request->puiBytesRead)
         AddBytes(request->puiBytesRead, bytes);
     FinishRequest(request);
+    uiDirectInFlight.fetch_sub(1, std::memory_order_release); // after the caller's count
 }
 
 void Streamer::PhysicalLoop()

@@ -115,6 +115,9 @@ public:
 private:
     // Control thread state, kept from pass to pass.
     unsigned int uiOutstanding = 0;
+    // Reads straight into a caller's memory still on the physical thread. The service is
+    // not idle, and UncacheAll waits, until they are done.
+    std::atomic<unsigned int> uiDirectInFlight{0};
     unsigned int uiLastFile = ~0u;
     uint64_t uiLastOffset = ~0ull;
     ReadCommand* pHeldCommand = nullptr;

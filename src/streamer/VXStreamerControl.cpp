@@ -22,7 +22,9 @@ void Streamer::ControlLoop()
         if (!bRunning.load())
             FlushForShutdown();
         bWakeRequested.store(false);
-        bool idle = kOrder.QEmpty() && !uiOutstanding && !pRereadHead;
+        // Acquire: pairs with the physical thread's release once a direct read has finished.
+        bool idle = kOrder.QEmpty() && !uiOutstanding && !pRereadHead &&
+                    uiDirectInFlight.load(std::memory_order_acquire) == 0;
         if (idle && !bRunning.load())
             break;
         if (!idle)
@@ -105,7 +107,10 @@ bool Streamer::HandleDirect(ReadRequest* request)
     if (!request->pBuffer)
         FinishRequest(request);
     else
+    {
+        uiDirectInFlight.fetch_add(1, std::memory_order_relaxed);
         IssueCommand(request->uiOffset, request->pFile, request->uiFileID, nullptr, request);
+    }
     return true;
 }
 

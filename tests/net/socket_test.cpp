@@ -117,9 +117,9 @@ TEST_F(Sockets, StreamRoundTripPeerCloseResetAndReceiveTimeOut)
     peer.Send(result, "world!", 6);
     EXPECT_EQ(Receive(client, R::SR_OK), "world!");
     // The accepted socket has the listener's receive time-out.
-    char byte;
+    char oneByte;
     uint64_t received = 99;
-    peer.Receive(result, &byte, 1, received);
+    peer.Receive(result, &oneByte, 1, received);
     EXPECT_EQ(result.QValue(), R::SR_TIMED_OUT);
     EXPECT_EQ(received, 0u);
     peer.Shutdown();

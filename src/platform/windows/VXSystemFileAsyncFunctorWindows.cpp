@@ -4,6 +4,7 @@
 #include "vxsystem/VXSystemFileAsyncFunctor.h"
 #include "vxsystem/VXTArray.h"
 
+#include "platform/VXPlatformThreadSlot.h"
 #include "platform/windows/VXWindowsApi.h"
 #include "sysfile/VXAsyncWaitPlatform.h"
 
@@ -27,9 +28,7 @@ constexpr ULONG_PTR kStatusEndOfFile = 0xC0000011;
 // The transfers one thread issued whose routines have not run. The system drops a
 // thread's routines when it ends, and a foreign Wait(true) would then poll for ever; so
 // at the thread's end each is delivered from the result the system leaves in its control
-// block. Only the owning thread touches the list. It hangs off fiber-local storage, whose
-// end-of-thread callback runs on the ending thread (thread_local destructors are not
-// dependable in mingw-w64 builds).
+// block. Only the owning thread touches the list, kept in a per-thread slot.
 struct Pending
 {
     VXSystemFileAsyncFunctor* pFunctor; // whose routine has not run
@@ -41,7 +40,7 @@ struct PendingTransfers : VXHeapObject
 {
     VXTArray<Pending> kPending;
 
-    static void WINAPI DeliverAtExit(void* data)
+    static void DeliverAtExit(void* data)
     {
         auto* transfers = static_cast<PendingTransfers*>(data);
         for (unsigned int i = 0; i < transfers->kPending.QSize(); ++i)
@@ -64,14 +63,12 @@ struct PendingTransfers : VXHeapObject
     // when it cannot be made.
     static PendingTransfers* Current(bool create)
     {
-        static DWORD const sIndex = FlsAlloc(DeliverAtExit);
-        if (sIndex == FLS_OUT_OF_INDEXES)
-            return nullptr;
-        auto* transfers = static_cast<PendingTransfers*>(FlsGetValue(sIndex));
-        if (transfers || !create)
+        static unsigned int const sSlot = PlatformThreadSlotCreate(DeliverAtExit);
+        auto* transfers = static_cast<PendingTransfers*>(PlatformThreadSlotGet(sSlot));
+        if (transfers || !create || sSlot == VX_NO_THREAD_SLOT)
             return transfers;
         transfers = new PendingTransfers;
-        if (transfers && !FlsSetValue(sIndex, transfers))
+        if (transfers && !PlatformThreadSlotSet(sSlot, transfers))
         {
             delete transfers;
             transfers = nullptr;

@@ -2,6 +2,7 @@
 // positioned transfers, and GetLastError mapped to the file layer's codes.
 #include "vxsystem/VXSystemFile.h"
 
+#include "platform/VXPlatformThreadSlot.h"
 #include "platform/windows/VXWindowsApi.h"
 
 static_assert(sizeof(intptr_t) >= sizeof(HANDLE), "a handle fits the handle word");
@@ -25,17 +26,18 @@ DWORD Chunk(uint64_t left)
 // transfers out at once, so the handle itself cannot tell whose ended.
 HANDLE TransferEvent()
 {
-    struct Holder
+    static unsigned int const sSlot =
+        PlatformThreadSlotCreate([](void* event) { CloseHandle(static_cast<HANDLE>(event)); });
+    HANDLE event = PlatformThreadSlotGet(sSlot);
+    if (event || sSlot == VX_NO_THREAD_SLOT)
+        return event;
+    event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    if (event && !PlatformThreadSlotSet(sSlot, event))
     {
-        HANDLE hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-        ~Holder()
-        {
-            if (hEvent)
-                CloseHandle(hEvent);
-        }
-    };
-    thread_local Holder tHolder;
-    return tHolder.hEvent;
+        CloseHandle(event);
+        event = nullptr;
+    }
+    return event;
 }
 
 // One positioned transfer of at most kMaxChunk bytes. 0 or the system error.
