@@ -9,6 +9,8 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include "platform/VXSocketTriple.h"
+
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -21,27 +23,6 @@ constexpr int kSendFlags = MSG_NOSIGNAL; // a dropped peer is an error, not SIGP
 constexpr int kSendFlags = 0;
 #endif
 constexpr socklen_t kInet4AddressSize = 16;
-
-struct Triple
-{
-    int iFamily;
-    int iType;
-    int iProtocol;
-};
-
-Triple Describe(VXSocketKind kind)
-{
-    switch (kind)
-    {
-    case VXSocketKind::STREAM_V4:
-        return {AF_INET, SOCK_STREAM, IPPROTO_TCP};
-    case VXSocketKind::STREAM_V6:
-        return {AF_INET6, SOCK_STREAM, IPPROTO_TCP};
-    case VXSocketKind::DATAGRAM_V4:
-        break;
-    }
-    return {AF_INET, SOCK_DGRAM, IPPROTO_UDP};
-}
 
 int Fd(VXSocketHandle socket)
 {
@@ -138,7 +119,7 @@ int PlatformSocketLastResult()
 
 VXSocketHandle PlatformSocketCreate(VXSocketKind kind)
 {
-    Triple triple = Describe(kind);
+    VXSocketTriple triple = VXDescribeSocket(kind);
     int type = triple.iType;
 #ifdef SOCK_CLOEXEC
     type |= SOCK_CLOEXEC;
@@ -174,7 +155,7 @@ void PlatformSocketSetOption(VXSocketHandle socket, VXSocketOption option, unsig
 
 int PlatformSocketBindPassive(VXSocketHandle socket, VXSocketKind kind, unsigned int port)
 {
-    Triple triple = Describe(kind);
+    VXSocketTriple triple = VXDescribeSocket(kind);
     addrinfo hints{};
     hints.ai_flags = AI_PASSIVE;
     hints.ai_family = triple.iFamily;

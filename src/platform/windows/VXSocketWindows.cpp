@@ -4,33 +4,14 @@
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
+#include "platform/VXSocketTriple.h"
+
 #include <climits>
 #include <cwchar>
 
 namespace
 {
 constexpr int kInet4AddressSize = 16;
-
-struct Triple
-{
-    int iFamily;
-    int iType;
-    int iProtocol;
-};
-
-Triple Describe(VXSocketKind kind)
-{
-    switch (kind)
-    {
-    case VXSocketKind::STREAM_V4:
-        return {AF_INET, SOCK_STREAM, IPPROTO_TCP};
-    case VXSocketKind::STREAM_V6:
-        return {AF_INET6, SOCK_STREAM, IPPROTO_TCP};
-    case VXSocketKind::DATAGRAM_V4:
-        break;
-    }
-    return {AF_INET, SOCK_DGRAM, IPPROTO_UDP};
-}
 
 SOCKET Sock(VXSocketHandle socket)
 {
@@ -84,7 +65,7 @@ int PlatformSocketLastResult()
 
 VXSocketHandle PlatformSocketCreate(VXSocketKind kind)
 {
-    Triple triple = Describe(kind);
+    VXSocketTriple triple = VXDescribeSocket(kind);
     SOCKET made = socket(triple.iFamily, triple.iType, triple.iProtocol);
     return made == INVALID_SOCKET ? VXSocketHandle{-1} : static_cast<VXSocketHandle>(made);
 }
@@ -112,7 +93,7 @@ void PlatformSocketSetOption(VXSocketHandle socket, VXSocketOption option, unsig
 
 int PlatformSocketBindPassive(VXSocketHandle socket, VXSocketKind kind, unsigned int port)
 {
-    Triple triple = Describe(kind);
+    VXSocketTriple triple = VXDescribeSocket(kind);
     ADDRINFOW hints{};
     hints.ai_flags = AI_PASSIVE;
     hints.ai_family = triple.iFamily;
