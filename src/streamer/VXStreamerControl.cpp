@@ -35,12 +35,17 @@ void Streamer::ControlLoop()
         hIdle.Set();
         timeout = -1;
         uiSequence = 0;
-        if (uiUncacheDone.load() < uiUncacheRequested.load())
+        uint64_t wanted = uiUncacheRequested.load();
+        if (uiUncacheDone.load() >= wanted)
+            continue;
+        // The ticket was read first: a request queued before it is visible now and goes first.
+        if (!pRequestPool->Incoming.QEmpty())
         {
-            kCache.ResetCache();
-            while (uiUncacheDone.load() < uiUncacheRequested.load())
-                uiUncacheDone.fetch_add(1);
+            timeout = 0;
+            continue;
         }
+        kCache.ResetCache();
+        uiUncacheDone.store(wanted);
     }
     // The cache goes with the service: no ticket is left waiting.
     uiUncacheDone.store(uiUncacheRequested.load());

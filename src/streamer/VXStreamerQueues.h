@@ -20,6 +20,8 @@ public:
     RequestQueue();
     void Push(ReadRequest* item);
     ReadRequest* Pop();
+    // True when no push has claimed a slot that no pop has claimed yet.
+    bool QEmpty() const { return uiReadClaim.load() == uiWriteClaim.load(); }
 
 private:
     friend struct RequestQueueProbe; // tests stall a producer between claim and store
