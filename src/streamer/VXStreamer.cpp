@@ -127,6 +127,30 @@ bool Streamer::EnterCaller()
     return false;
 }
 
+namespace
+{
+ReadRequest* Fill(ReadRequest* request, VXSystemFile const* file, unsigned int fileID, void* buffer,
+                  uint64_t size, uint64_t offset, unsigned int priority,
+                  unsigned int volatile* signalCount, uint64_t* bytesRead, bool cached,
+                  VXEventFlag* flag)
+{
+    request->pFile = file;
+    request->pBuffer = buffer;
+    request->pEventFlag = flag;
+    request->uiSize = size;
+    request->uiOffset = offset;
+    request->puiSignalCount = signalCount;
+    request->puiBytesRead = bytesRead;
+    request->uiPriority = priority;
+    request->uiFileID = fileID;
+    request->uiReadAheadEnd = 0;
+    request->pPrevSame = request->pNextSame = nullptr;
+    request->bCached = cached && fileID != uiInvalidFile;
+    request->bTreeHead = false;
+    return request;
+}
+} // namespace
+
 bool Streamer::SubmitRequest(VXSystemFile const* file, unsigned int fileID, void* buffer,
                              uint64_t size, uint64_t offset, unsigned int priority,
                              unsigned int volatile* signalCount, uint64_t* bytesRead, bool cached,
@@ -142,20 +166,34 @@ bool Streamer::SubmitRequest(VXSystemFile const* file, unsigned int fileID, void
         while (!(request = pRequestPool->FreeRequests.Pop()))
             sleep.Sleep();
     }
-    request->pFile = file;
-    request->pBuffer = buffer;
-    request->pEventFlag = flag;
-    request->uiSize = size;
-    request->uiOffset = offset;
-    request->puiSignalCount = signalCount;
-    request->puiBytesRead = bytesRead;
-    request->uiPriority = priority;
-    request->uiFileID = fileID;
-    request->pPrevSame = request->pNextSame = nullptr;
-    request->bCached = cached && fileID != uiInvalidFile;
-    request->bTreeHead = false;
+    Fill(request, file, fileID, buffer, size, offset, priority, signalCount, bytesRead, cached,
+         flag);
     pRequestPool->Incoming.Push(request);
     return true;
+}
+
+ReadRequest* Streamer::TakeReadAhead(VXSystemFile const* file, unsigned int fileID, uint64_t index,
+                                     uint64_t end, unsigned int priority)
+{
+    ReadRequest* request = pRequestPool->FreeRequests.Pop();
+    if (!request)
+        return nullptr;
+    Fill(request, file, fileID, nullptr, uiBlockSize, index << uiBlockShift, priority, nullptr,
+         nullptr, true, nullptr);
+    request->uiReadAheadEnd = end;
+    return request;
+}
+
+void Streamer::QueueReadAhead(VXSystemFile const* file, unsigned int fileID, uint64_t first,
+                              uint64_t last, uint64_t end, unsigned int priority)
+{
+    for (uint64_t index = first; index < last; ++index)
+    {
+        ReadRequest* request = TakeReadAhead(file, fileID, index, end, priority);
+        if (!request)
+            return;
+        pRequestPool->Incoming.Push(request);
+    }
 }
 
 void Streamer::UncacheAll(bool wait)
@@ -239,20 +277,22 @@ void Streamer::PhysicalLoop()
     for (;;)
     {
         hPhysicalWake.Wait(-1);
-        unsigned int reads = 0;
+        unsigned int unannounced = 0; // reads finished since the control thread was woken
         while (ReadCommand* command = pCommandQueues->PendingCommands.Pop())
         {
             ReadCommand copy = *command;
             command->pBlock = nullptr;
             pCommandQueues->SpareCommands.Push(command); // ready for the next one at once
-            ReadCommandNow(copy);
-            if (++reads == uiWakeBatch)
+            // The last order in hand: the control thread refills while this read runs.
+            if (unannounced >= uiWakeBatch || pCommandQueues->PendingCommands.QEmpty())
             {
                 hControlWake.Set();
-                reads = 0;
+                unannounced = 0;
             }
+            ReadCommandNow(copy);
+            ++unannounced;
         }
-        if (reads)
+        if (unannounced)
             hControlWake.Set();
         if (!bPhysicalRunning.load())
             return;

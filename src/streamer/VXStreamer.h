@@ -54,6 +54,10 @@ public:
     bool SubmitRequest(VXSystemFile const* file, unsigned int fileID, void* buffer, uint64_t size,
                        uint64_t offset, unsigned int priority, unsigned int volatile* signalCount,
                        uint64_t* bytesRead, bool cached, VXEventFlag* flag);
+    // Asks for blocks [first, last) of a file that a reader moves forward through. Only a
+    // hint: a missing free request ends it, it never waits. end: the file's length in blocks.
+    void QueueReadAhead(VXSystemFile const* file, unsigned int fileID, uint64_t first,
+                        uint64_t last, uint64_t end, unsigned int priority);
     void UncacheAll(bool wait);
     void WaitInactive(unsigned int limitMs);
     void WaitIdleSlice();
@@ -86,6 +90,9 @@ private:
                       CacheBlock* block, ReadRequest* request);
     bool HandleDirect(ReadRequest* request);
     bool HandleCached(ReadRequest* request);
+    void StartReadAhead(ReadRequest const* request, uint64_t index);
+    ReadRequest* TakeReadAhead(VXSystemFile const* file, unsigned int fileID, uint64_t index,
+                               uint64_t end, unsigned int priority);
     void HandleRereadHead();
     void AppendReread(CacheBlock* block);
     void ReadCommandNow(ReadCommand const& command);

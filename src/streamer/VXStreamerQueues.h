@@ -56,6 +56,13 @@ public:
         uiWriteIndex.store(next, std::memory_order_release); // publishes the slot
     }
 
+    // Only the consumer may rely on the answer: the producer can add at any moment.
+    bool QEmpty() const
+    {
+        return uiReadIndex.load(std::memory_order_relaxed) ==
+               uiWriteIndex.load(std::memory_order_acquire);
+    }
+
     T* Pop()
     {
         uint32_t read = uiReadIndex.load(std::memory_order_relaxed);

@@ -40,7 +40,7 @@ bool ReadFront(Streamer& streamer, VXSystemFile const* file, unsigned int fileID
     if (!size)
         return true;
     uint64_t version = fileID != uiInvalidFile ? streamer.kFiles.QVersion(fileID) : ~0ull;
-    uint64_t copied = 0;
+    uint64_t copied = 0, readAheadFrom = 0, readAheadEnd = 0;
     bool accepted = true;
     char* target = static_cast<char*>(buffer);
     uint64_t pieceSize = uiBlockSize - (offset & (uiBlockSize - 1));
@@ -63,6 +63,9 @@ bool ReadFront(Streamer& streamer, VXSystemFile const* file, unsigned int fileID
         uint64_t count = piece < available ? piece : available;
         if (target && count)
             std::memcpy(target + done, block->pData + within, count);
+        uint64_t end = block->uiReadAheadEnd.load(std::memory_order_relaxed);
+        if (end && block->uiReadAheadEnd.exchange(0, std::memory_order_relaxed))
+            readAheadFrom = (position >> uiBlockShift) + uiReadAheadBlocks, readAheadEnd = end;
         block->DropReference();
         copied += count;
         if (!count || (valid < uiBlockSize && count == available))
@@ -70,6 +73,14 @@ bool ReadFront(Streamer& streamer, VXSystemFile const* file, unsigned int fileID
     }
     if (bytesRead && copied)
         AddBytes(bytesRead, copied);
+    if (readAheadEnd > readAheadFrom)
+    {
+        uint64_t last = readAheadFrom + uiReadAheadBatch;
+        streamer.QueueReadAhead(file, fileID, readAheadFrom,
+                                last < readAheadEnd ? last : readAheadEnd, readAheadEnd,
+                                QReadAheadPriority(priority));
+        streamer.WakeControl();
+    }
     return accepted;
 }
 

@@ -74,6 +74,20 @@ TEST_F(StreamerFixture, PrefetchAndReadShareOnePhysicalRead)
     EXPECT_EQ(PhysicalReads(), 1u);
 }
 
+TEST_F(StreamerFixture, ForwardReadsAreReadAheadWithinTheFile)
+{
+    DataFile data(sDir, "ahead.bin", 40 * K + 100, 9);
+    uint64_t before = PhysicalReads();
+    EXPECT_EQ(Read(data, 0, K, true), data.Slice(0, K));
+    EXPECT_EQ(Read(data, K, K, true), data.Slice(K, K)); // right behind a cached block
+    VS::WaitInactive(~0u);
+    EXPECT_GT(PhysicalReads() - before, 2u);
+    for (uint64_t offset = 2 * K; offset < 41 * K; offset += K)
+        EXPECT_EQ(Read(data, offset, K, true), data.Slice(offset, K)) << offset;
+    VS::WaitInactive(~0u);
+    EXPECT_EQ(PhysicalReads() - before, 41u); // each block once, none past the end
+}
+
 TEST_F(StreamerFixture, VersionUpdatesNeverGiveStaleBytes)
 {
     DataFile data(sDir, "v.bin", 2 * K, 5);

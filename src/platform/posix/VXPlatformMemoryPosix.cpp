@@ -11,7 +11,13 @@ void* PlatformReserveRange(size_t size)
 
 bool PlatformCommitRange(void* address, size_t size)
 {
-    return mprotect(address, size, PROT_READ | PROT_WRITE) == 0;
+    if (mprotect(address, size, PROT_READ | PROT_WRITE) != 0)
+        return false;
+#ifdef MADV_POPULATE_WRITE
+    // One call maps every page now, instead of a fault per page in whoever writes first.
+    madvise(address, size, MADV_POPULATE_WRITE);
+#endif
+    return true;
 }
 
 void PlatformDecommitRange(void* address, size_t size)
