@@ -28,6 +28,9 @@ bool Resolve(char const* name, char (&path)[4096])
 
 int PlatformAccess(char const* name, int mode)
 {
+    // Existence alone: the folder listings answer most misses with one stat, not a walk.
+    if (mode == 0)
+        return PlatformLooseFileExists(name) ? 0 : -1;
     char path[4096];
     if (!Resolve(name, path))
         return -1;
