@@ -209,5 +209,8 @@ private:
     char* pReadAhead;                           // read-ahead block; held during a run only
     uint64_t uiReadAheadStart;                  // file position of its first byte
     uint64_t uiReadAheadEnd;                    // file position behind its last valid byte
-    uint64_t uiNextReadPos;                     // where the previous member read ended
+    // Where the previous member read ended, and whether a block is held: both also read
+    // without the lock, as hints that let a scattered read skip it.
+    std::atomic<uint64_t> uiNextReadPos;
+    std::atomic<bool> bReadAheadHeld;
 };

@@ -14,7 +14,7 @@ Archive::Archive(char const* name, uint64_t bufferSize, bool secondary, bool inv
       ucArchiveFlags(0), pIndex(nullptr), pDirectoryStrings(nullptr),
       pDirectoryStringOffsets(nullptr), uiDirectoryNamesCapacity(0), pFileStrings(nullptr),
       pFileStringOffsets(nullptr), pReadAhead(nullptr), uiReadAheadStart(0), uiReadAheadEnd(0),
-      uiNextReadPos(0)
+      uiNextReadPos(0), bReadAheadHeld(false)
 {
     acDirectoryScratch[0] = 0;
     acFileScratch[0] = 0;

@@ -41,15 +41,24 @@ uint64_t Archive::QReadAheadBytes()
 
 uint64_t Archive::ReadMember(uint64_t position, char* out, uint64_t size)
 {
+    // Relaxed hints: a stale answer only sends a read to the disk that a block could have
+    // served, and members never change, so the bytes are the same either way.
+    if (!bReadAheadHeld.load(std::memory_order_relaxed) &&
+        position != uiNextReadPos.load(std::memory_order_relaxed))
+    {
+        uiNextReadPos.store(position + size, std::memory_order_relaxed);
+        int64_t got = pFile ? PlatformReadStreamAt(pFile, position, out, size) : -1;
+        return got > 0 ? static_cast<uint64_t>(got) : 0;
+    }
     uint64_t copied = 0;
     {
         VXScopedCriticalSection lock(kCriticalSection, acFileName);
         copied = CopyFromReadAhead(position, out, size);
-        bool continues = copied > 0 || position == uiNextReadPos;
+        bool continues = copied > 0 || position == uiNextReadPos.load(std::memory_order_relaxed);
         position += copied;
         out += copied;
         size -= copied;
-        uiNextReadPos = position + size;
+        uiNextReadPos.store(position + size, std::memory_order_relaxed);
         if (size == 0)
             return copied;
         if (!continues)
@@ -86,6 +95,7 @@ bool Archive::FillReadAhead(uint64_t position)
             gReadAheadHeld.fetch_sub(kReadAheadBytes, std::memory_order_relaxed);
             return false;
         }
+        bReadAheadHeld.store(true, std::memory_order_relaxed);
     }
     int64_t got = PlatformReadStreamAt(pFile, position, pReadAhead, kReadAheadBytes);
     uiReadAheadStart = position;
@@ -102,6 +112,7 @@ void Archive::ReleaseReadAhead()
         return;
     MemoryManager::Instance().Deallocate(pReadAhead);
     pReadAhead = nullptr;
+    bReadAheadHeld.store(false, std::memory_order_relaxed);
     uiReadAheadStart = uiReadAheadEnd = 0;
     gReadAheadHeld.fetch_sub(kReadAheadBytes, std::memory_order_relaxed);
 }
