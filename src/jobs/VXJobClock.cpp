@@ -46,7 +46,7 @@ uint64_t VXJobs::ReadJobClock()
 }
 #endif
 
-uint64_t VXJobs::JobClockToMicroseconds(uint64_t uiSpan)
+double VXJobs::JobClockRate()
 {
 #if defined(VX_JOB_CLOCK_TSC)
     Anchor const& rAnchor = QAnchor();
@@ -56,10 +56,15 @@ uint64_t VXJobs::JobClockToMicroseconds(uint64_t uiSpan)
     if (iTicks >= kGoodSpanTicks)
         dPerTick =
             static_cast<double>(ReadJobClock() - rAnchor.uiClock) / static_cast<double>(iTicks);
-    if (dPerTick <= 0.0)
-        return 0;
-    return static_cast<uint64_t>(static_cast<double>(uiSpan) / (dPerTick * 10.0));
+    return dPerTick * 10.0;
 #else
-    return uiSpan / 10; // 100 ns ticks
+    return 10.0; // 100 ns ticks
 #endif
+}
+
+uint64_t VXJobs::JobClockToMicroseconds(uint64_t uiSpan, double dRate)
+{
+    if (dRate <= 0.0)
+        return 0;
+    return static_cast<uint64_t>(static_cast<double>(uiSpan) / dRate);
 }

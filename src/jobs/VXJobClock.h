@@ -1,6 +1,7 @@
 // The cheap clock of the dispatch step: the processor's time-stamp counter where there is
 // one, else the platform's monotonic ticks. Its readings only ever become microseconds
-// through ToMicroseconds, which measures the counter's rate against the platform clock.
+// through JobClockToMicroseconds, at the rate JobClockRate measures against the platform
+// clock.
 // Thread-safe.
 #pragma once
 
@@ -28,6 +29,8 @@ uint64_t ReadJobClock();
 
 // Takes the clock's first readings (a short measurement, once per process).
 void AnchorJobClock();
-// A span of job clock readings in microseconds.
-uint64_t JobClockToMicroseconds(uint64_t uiSpan);
+// Job clock counts per microsecond as known now; 0 when not known.
+double JobClockRate();
+// A span of job clock readings in microseconds, at a rate JobClockRate gave.
+uint64_t JobClockToMicroseconds(uint64_t uiSpan, double dRate);
 } // namespace VXJobs

@@ -13,6 +13,9 @@ constexpr unsigned int kListBudget = 64;
 constexpr unsigned int kMaxListThreads = 32;
 // Spins on the token count before Wait sleeps on the done event.
 constexpr unsigned int kTokenSpins = 4096;
+// Pauses Wait watches the list after each yield: when the processor comes back to it, a
+// job thread that shared it has often just run out of work, and the list is about to end.
+constexpr unsigned int kWatchSpins = 256;
 
 struct ListOfLists
 {
@@ -170,6 +173,8 @@ void JobList::Wait()
         {
             bWaited = true;
             PlatformYield();
+            for (unsigned int i = 0; i < kWatchSpins && rData.QLastSectionOpen(); ++i)
+                CpuRelax();
         }
         rData.uiGeneration.fetch_add(1, std::memory_order_acq_rel);
         // Acquire: each returned token publishes its thread's statistics.

@@ -2,6 +2,7 @@
 
 #include "jobs/VXJobClock.h"
 #include "jobs/VXJobMarkers.h"
+#include "jobs/VXJobQueue.h"
 
 #include <cstring>
 
@@ -9,10 +10,58 @@ using namespace VXJobs;
 
 namespace
 {
+// Pauses a thread at an unreleased Sync spends watching the section before it parks: the
+// last jobs before a sync are often just ending on another thread.
+constexpr unsigned int kSyncSpins = 128;
+// Pauses after a claim lost to a thread claiming in step.
+constexpr unsigned int kClaimBackoff = 8;
+
 template <class T> std::atomic_ref<T> Atomic(T& rValue)
 {
     return std::atomic_ref<T>(rValue);
 }
+
+// After a lost claim: the winner claims its next entries meanwhile with the frontier still
+// in its cache, instead of two threads pulling the line to and fro for every job.
+void BackOff()
+{
+    for (unsigned int i = 0; i < kClaimBackoff; ++i)
+        CpuRelax();
+}
+
+bool IsMarker(void const* pParam)
+{
+    return pParam == SignalMarker() || pParam == SyncMarker() || pParam == EndMarker();
+}
+
+// Time in job functions, read where a run of jobs claimed back to back begins and ends
+// rather than around each job: on a list of short jobs two clock reads per job cost more
+// than the jobs. The claims inside a run, and the lost one that ends it, count as job time.
+class RunClock
+{
+public:
+    void Open()
+    {
+        if (bOpen)
+            return;
+        uiStart = ReadJobClock();
+        bOpen = true;
+    }
+    void Close()
+    {
+        if (!bOpen)
+            return;
+        uiTotal += ReadJobClock() - uiStart;
+        bOpen = false;
+    }
+    uint64_t QTotal() const { return uiTotal; }
+    bool QOpen() const { return bOpen; }
+
+private:
+    uint64_t uiStart = 0;
+    uint64_t uiTotal = 0;
+    bool bOpen = false;
+};
 } // namespace
 
 JobListData::JobListData(VXFixedString const& sListName, VXEventFlag* pFlag)
@@ -78,10 +127,12 @@ bool JobListData::QLastSectionOpen() const
 void JobListData::CloseStats()
 {
     kLastStats = kLiveStats;
+    double dRate = JobClockRate();
     for (unsigned int i = 0; i < 32; ++i)
     {
-        kLastStats.auiProcessingTime[i] = JobClockToMicroseconds(kLiveStats.auiProcessingTime[i]);
-        kLastStats.auiTotalTime[i] = JobClockToMicroseconds(kLiveStats.auiTotalTime[i]);
+        kLastStats.auiProcessingTime[i] =
+            JobClockToMicroseconds(kLiveStats.auiProcessingTime[i], dRate);
+        kLastStats.auiTotalTime[i] = JobClockToMicroseconds(kLiveStats.auiTotalTime[i], dRate);
         // Rounding of the two conversions must not make wasted time negative.
         if (kLastStats.auiTotalTime[i] < kLastStats.auiProcessingTime[i])
             kLastStats.auiTotalTime[i] = kLastStats.auiProcessingTime[i];
@@ -105,6 +156,28 @@ void JobListData::FinishSection(uint32_t uiSection, int64_t iDone, unsigned int&
     uiResult |= RESULT_DONE;
 }
 
+bool JobListData::PassMarker(void const* pMarker, uint32_t& uiSection, int64_t& iDone,
+                             unsigned int& uiResult)
+{
+    if (pMarker == SignalMarker())
+    {
+        FinishSection(uiSection, iDone, uiResult);
+        iDone = 0;
+        ++uiSection;
+        return true;
+    }
+    if (pMarker == SyncMarker())
+    {
+        // Counts settled before the thread may park: a parked thread holding back the
+        // last count of a section would strand the threads waiting at its Sync.
+        FinishSection(uiSection, iDone, uiResult);
+        iDone = 0;
+        return PassSync(uiSection, uiResult);
+    }
+    uiResult |= RESULT_DONE;
+    return false;
+}
+
 bool JobListData::PassSync(uint32_t uiSection, unsigned int& uiResult)
 {
     if (uiSection == 0 || uiSection > kSyncWords.QSize())
@@ -112,6 +185,10 @@ bool JobListData::PassSync(uint32_t uiSection, unsigned int& uiResult)
     std::atomic_ref<uint32_t> kWord(kSyncWords[uiSection - 1]);
     std::atomic_ref<int64_t> kCount(kSectionCounts[uiSection - 1]);
     uint32_t uiWord = kWord.load(std::memory_order_acquire);
+    // Relaxed: this only delays the decision, which reads the count again with acquire.
+    for (unsigned int i = 0;
+         i < kSyncSpins && !(uiWord & SYNC_RELEASED) && kCount.load(std::memory_order_relaxed); ++i)
+        CpuRelax();
     for (;;)
     {
         if (uiWord & SYNC_RELEASED)
@@ -136,17 +213,21 @@ bool JobListData::PassSync(uint32_t uiSection, unsigned int& uiResult)
     }
 }
 
+void JobListData::NoteStart()
+{
+    if (Atomic(kLiveStats.uiStartTime).load(std::memory_order_relaxed) != 0)
+        return;
+    uint64_t uiZero = 0;
+    uint64_t uiNow = Now();
+    Atomic(kLiveStats.uiStartTime)
+        .compare_exchange_strong(uiZero, uiNow ? uiNow : 1, std::memory_order_relaxed);
+}
+
 unsigned int JobListData::Step(unsigned int uiUnit, ActiveList& rRecord, bool bStopAfterJob)
 {
     if (rRecord.uiGeneration != QGeneration())
         return RESULT_STALE;
-    if (Atomic(kLiveStats.uiStartTime).load(std::memory_order_relaxed) == 0)
-    {
-        uint64_t uiZero = 0;
-        uint64_t uiNow = Now();
-        Atomic(kLiveStats.uiStartTime)
-            .compare_exchange_strong(uiZero, uiNow ? uiNow : 1, std::memory_order_relaxed);
-    }
+    NoteStart();
     Job const* pJobs = kJobs.QBase();
     uint32_t const uiEntries = kJobs.QSize();
     uint32_t uiIndex = rRecord.uiJobIndex;
@@ -156,44 +237,47 @@ unsigned int JobListData::Step(unsigned int uiUnit, ActiveList& rRecord, bool bS
     uint64_t uiSnapshot = uiNextJob.load(std::memory_order_relaxed);
     unsigned int uiResult = 0;
     int64_t iDone = 0; // entries of uiSection finished here, not yet subtracted
-    uint64_t uiProcessing = 0;
+    RunClock kClock;
     bool bStop = false;
     while (!bStop && uiIndex <= uiSnapshot && uiIndex < uiEntries)
     {
         Job const& rJob = pJobs[uiIndex];
-        if (rJob.pParam == SignalMarker())
+        bool bMarker = IsMarker(rJob.pParam);
+        if (bMarker)
         {
-            FinishSection(uiSection, iDone, uiResult);
-            iDone = 0;
-            ++uiSection;
-        }
-        else if (rJob.pParam == SyncMarker())
-        {
-            if (!PassSync(uiSection, uiResult))
-                break; // parked: the record stays on the Sync and is given up
+            kClock.Close(); // a sync may hold the thread: no job time
+            if (!PassMarker(rJob.pParam, uiSection, iDone, uiResult))
+                break; // at the End, or parked: the record stays on the Sync and is given up
             bStop = (uiResult & RESULT_RELEASE) != 0;
         }
-        else if (rJob.pParam == EndMarker())
+        if (uiIndex == uiSnapshot)
         {
-            uiResult |= RESULT_DONE;
-            break;
-        }
-        if (uiIndex == uiSnapshot && uiNextJob.compare_exchange_strong(uiSnapshot, uiSnapshot + 1,
-                                                                       std::memory_order_relaxed))
-        {
-            uint64_t uiStart = ReadJobClock();
-            rJob.pFunction(rJob.pParam);
-            uiProcessing += ReadJobClock() - uiStart;
-            uiResult |= RESULT_RAN;
-            ++iDone;
-            ++uiSnapshot;
-            bStop = bStop || bStopAfterJob;
+            if (uiNextJob.compare_exchange_strong(uiSnapshot, uiSnapshot + 1,
+                                                  std::memory_order_relaxed))
+            {
+                if (!bMarker)
+                    kClock.Open();
+                rJob.pFunction(rJob.pParam);
+                uiResult |= RESULT_RAN;
+                ++iDone;
+                ++uiSnapshot;
+                bStop = bStop || bStopAfterJob;
+            }
+            else
+            {
+                // Lost the entry right behind its own job: the two are claiming in step.
+                bool bInStep = kClock.QOpen() && uiSnapshot == uiIndex + 1;
+                kClock.Close();
+                if (bInStep)
+                    BackOff();
+            }
         }
         // A lost claim refreshed uiSnapshot past this entry; a won one moved both on.
         ++uiIndex;
     }
+    kClock.Close();
     FinishSection(uiSection, iDone, uiResult);
-    kLiveStats.auiProcessingTime[uiUnit] += uiProcessing;
+    kLiveStats.auiProcessingTime[uiUnit] += kClock.QTotal();
     rRecord.uiJobIndex = uiIndex;
     rRecord.uiSection = uiSection;
     rRecord.uiSnapshot = static_cast<uint32_t>(uiSnapshot);

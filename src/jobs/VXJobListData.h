@@ -96,7 +96,12 @@ struct JobListData : public VXHeapObject
     JobListStats kLastStats;
 
 private:
+    // The first step of a submission stamps its start time.
+    void NoteStart();
     void FinishSection(uint32_t uiSection, int64_t iDone, unsigned int& uiResult);
+    // Applies the marker at a thread's position; false when the thread stops there.
+    bool PassMarker(void const* pMarker, uint32_t& uiSection, int64_t& iDone,
+                    unsigned int& uiResult);
     bool PassSync(uint32_t uiSection, unsigned int& uiResult);
 };
 } // namespace VXJobs

@@ -12,11 +12,21 @@ namespace
 {
 // How long an idle thread watches its queue before it parks: long enough that a pool
 // idle for a millisecond still starts work at once, short enough to cost little CPU.
-// After the first few microseconds it yields between looks, so that a submitter sharing
-// its processor is not held up.
+// It yields every few pauses, so that a submitter sharing its processor is not held up,
+// yet spends most of the time looking rather than in the system.
 constexpr int64_t kSpinTicks = VX_TICKS_PER_MS * 5 / 4;
-constexpr unsigned int kPauseSpins = 256;
-constexpr unsigned int kSpinsPerClockRead = 16;
+constexpr unsigned int kPausesPerYield = 64;
+
+// When the pool last finished a list. Idle threads spin on from there too: one that found
+// no share in that list, its processor taken by another job thread, would otherwise count
+// from before the list and park just ahead of the next one. Relaxed: a hint.
+std::atomic<int64_t> giLastListEnd{0};
+
+int64_t SpinDeadline(int64_t iIdleSince)
+{
+    int64_t iLastEnd = giLastListEnd.load(std::memory_order_relaxed);
+    return (iIdleSince > iLastEnd ? iIdleSince : iLastEnd) + kSpinTicks;
+}
 } // namespace
 
 void JobGroup::Wake(int iCount)
@@ -79,18 +89,20 @@ unsigned int JobThread::ThreadProc()
 bool JobThread::Idle()
 {
     JobQueue& rQueue = pGroup->kQueue;
-    int64_t iDeadline = PlatformTicks() + kSpinTicks;
+    // A list may just have ended: its submitter, waiting on this processor, goes first.
+    PlatformYield();
+    int64_t iIdleSince = PlatformTicks();
     for (unsigned int i = 1;; ++i)
     {
         if (rQueue.QHasWork() || QStopping())
             return true;
-        if (i < kPauseSpins)
+        if (i % kPausesPerYield != 0)
         {
             CpuRelax();
             continue;
         }
         PlatformYield();
-        if (i % kSpinsPerClockRead == 0 && PlatformTicks() > iDeadline)
+        if (PlatformTicks() > SpinDeadline(iIdleSince))
             break;
     }
     pGroup->iSleepers.fetch_add(1, std::memory_order_seq_cst);
@@ -223,7 +235,10 @@ bool JobThread::RunRing()
             // A parked thread gives its token back too, once it is out of the list; the
             // thread that releases the sync hands out fresh ones.
             if (pList->iThreadTokens.fetch_sub(1, std::memory_order_acq_rel) == 1)
+            {
+                giLastListEnd.store(PlatformTicks(), std::memory_order_relaxed);
                 pList->kDoneEvent.Set();
+            }
             rRecord.pList = nullptr;
             Unlink(uiRecord);
             bChanged = true;

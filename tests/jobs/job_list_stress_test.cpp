@@ -99,3 +99,32 @@ TEST(JobListStress, SyncOrderHoldsForManyListsFromSeveralThreads)
     for (int t = 0; t < kSubmitters; ++t)
         EXPECT_EQ(aiErrors[t], 0) << "submitter " << t;
 }
+
+// A sync behind every second job, run after run: threads park and release each other at
+// every step, so one that parked with its count unsettled would leave the list stuck.
+TEST(JobListStress, DenseSyncsNeverStrandTheList)
+{
+    StartJobThreads(nullptr, 0, 0);
+    constexpr uint32_t kJobs = 2000;
+    std::atomic<uint32_t> uiRan{0};
+    JobList kList(VXFixedString("dense"), 0, GetNumJobThreads(), kJobs, kJobs, true, nullptr,
+                  false);
+    for (uint32_t i = 0; i < kJobs; ++i)
+    {
+        kList.AddJob([](void* pCount)
+                     { static_cast<std::atomic<uint32_t>*>(pCount)->fetch_add(1); },
+                     &uiRan);
+        if (i % 2 == 1)
+        {
+            kList.InsertSyncPoint(SYNC_SIGNAL);
+            kList.InsertSyncPoint(SYNC_WAIT);
+        }
+    }
+    for (int iRun = 0; iRun < 1000; ++iRun)
+    {
+        kList.Submit();
+        kList.Wait();
+    }
+    StopJobThreads();
+    EXPECT_EQ(uiRan.load(), 1000 * kJobs);
+}
