@@ -40,6 +40,8 @@ Streamer::Streamer()
     VXFixedString::QEmptyString();
     kControlThread.pStreamer = this;
     kPhysicalThread.pStreamer = this;
+    for (auto& end : aReadEnds)
+        end.store(~0ull, std::memory_order_relaxed);
 }
 
 Streamer::~Streamer()
@@ -143,7 +145,6 @@ ReadRequest* Fill(ReadRequest* request, VXSystemFile const* file, unsigned int f
     request->puiBytesRead = bytesRead;
     request->uiPriority = priority;
     request->uiFileID = fileID;
-    request->uiReadAheadEnd = 0;
     request->pPrevSame = request->pNextSame = nullptr;
     request->bCached = cached && fileID != uiInvalidFile;
     request->bTreeHead = false;
@@ -172,26 +173,24 @@ bool Streamer::SubmitRequest(VXSystemFile const* file, unsigned int fileID, void
     return true;
 }
 
-ReadRequest* Streamer::TakeReadAhead(VXSystemFile const* file, unsigned int fileID, uint64_t index,
-                                     uint64_t end, unsigned int priority)
+void Streamer::SubmitReadAhead(VXSystemFile const* file, unsigned int fileID, uint64_t last,
+                               unsigned int priority, unsigned int volatile* signalCount,
+                               unsigned int& expected, VXEventFlag* flag)
 {
-    ReadRequest* request = pRequestPool->FreeRequests.Pop();
-    if (!request)
-        return nullptr;
-    Fill(request, file, fileID, nullptr, uiBlockSize, index << uiBlockShift, priority, nullptr,
-         nullptr, true, nullptr);
-    request->uiReadAheadEnd = end;
-    return request;
-}
-
-void Streamer::QueueReadAhead(VXSystemFile const* file, unsigned int fileID, uint64_t first,
-                              uint64_t last, uint64_t end, unsigned int priority)
-{
-    for (uint64_t index = first; index < last; ++index)
+    uint64_t size = 0;
+    if (file->DoGetSize(size) != VXSystemFile::EC_OK)
+        return;
+    uint64_t end = (size + uiBlockSize - 1) >> uiBlockShift;
+    for (uint64_t index = last + 1; index <= last + uiReadAheadBlocks && index < end; ++index)
     {
-        ReadRequest* request = TakeReadAhead(file, fileID, index, end, priority);
+        if (kCache.IsBlock(kCache.FindSlot(fileID, index)->load(std::memory_order_acquire)))
+            continue; // cached or on its way
+        ReadRequest* request = pRequestPool->FreeRequests.Pop();
         if (!request)
             return;
+        Fill(request, file, fileID, nullptr, uiBlockSize, index << uiBlockShift,
+             QReadAheadPriority(priority), signalCount, nullptr, true, flag);
+        ++expected;
         pRequestPool->Incoming.Push(request);
     }
 }

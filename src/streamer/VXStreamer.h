@@ -54,15 +54,20 @@ public:
     bool SubmitRequest(VXSystemFile const* file, unsigned int fileID, void* buffer, uint64_t size,
                        uint64_t offset, unsigned int priority, unsigned int volatile* signalCount,
                        uint64_t* bytesRead, bool cached, VXEventFlag* flag);
-    // Asks for blocks [first, last) of a file that a reader moves forward through. Only a
-    // hint: a missing free request ends it, it never waits. end: the file's length in blocks.
-    void QueueReadAhead(VXSystemFile const* file, unsigned int fileID, uint64_t first,
-                        uint64_t last, uint64_t end, unsigned int priority);
+    // Queues the blocks after block `last` that the cache lacks, up to uiReadAheadBlocks and
+    // the file's end, on the caller's count: the caller waits for them as for its own
+    // pieces, so the file is never read after its call. A missing free request ends it.
+    void SubmitReadAhead(VXSystemFile const* file, unsigned int fileID, uint64_t last,
+                         unsigned int priority, unsigned int volatile* signalCount,
+                         unsigned int& expected, VXEventFlag* flag);
     void UncacheAll(bool wait);
     void WaitInactive(unsigned int limitMs);
     void WaitIdleSlice();
     void QueryEntryTouch(VXTArray<uint64_t, VXTArrayHeapAllocator>& ages);
 
+    // Where the last cached read of each file ended (all bits set: none yet): a read that
+    // starts there and misses is a reader moving forward. Relaxed: only a hint.
+    std::atomic<uint64_t> aReadEnds[uiMaxFiles];
     FileTable kFiles;
     BlockCache kCache{kFiles};
     std::atomic<uint64_t> uiServedRequests{0};
@@ -90,9 +95,6 @@ private:
                       CacheBlock* block, ReadRequest* request);
     bool HandleDirect(ReadRequest* request);
     bool HandleCached(ReadRequest* request);
-    void StartReadAhead(ReadRequest const* request, uint64_t index);
-    ReadRequest* TakeReadAhead(VXSystemFile const* file, unsigned int fileID, uint64_t index,
-                               uint64_t end, unsigned int priority);
     void HandleRereadHead();
     void AppendReread(CacheBlock* block);
     void ReadCommandNow(ReadCommand const& command);

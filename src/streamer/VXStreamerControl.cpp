@@ -130,13 +130,6 @@ bool Streamer::HandleCached(ReadRequest* request)
         if (!TakeCommand() || !(block = kCache.AllocateBlock(request->uiFileID, index, slot)))
             return false;
         kOrder.RemoveRequest(request);
-        uint64_t end = request->uiReadAheadEnd;
-        block->uiReadAheadEnd.store(end && index % uiReadAheadBatch == 0 ? end : 0,
-                                    std::memory_order_relaxed);
-        if (!prefetch && index &&
-            kCache.IsBlock(
-                kCache.FindSlot(request->uiFileID, index - 1)->load(std::memory_order_relaxed)))
-            StartReadAhead(request, index);
         block->pWaiters = prefetch ? nullptr : request;
         ++uiOutstanding;
         uiPhysicalReads.store(uiPhysicalReads.load(std::memory_order_relaxed) + 1,
@@ -175,29 +168,6 @@ bool Streamer::HandleCached(ReadRequest* request)
     if (prefetch)
         pRequestPool->FreeRequests.Push(request);
     return true;
-}
-
-// A miss right behind a cached block: the reader goes forward, so the blocks up to one window
-// past the first batch mark are asked for now. Later batches come from the marks.
-void Streamer::StartReadAhead(ReadRequest const* request, uint64_t index)
-{
-    uint64_t size = 0;
-    if (request->pFile->DoGetSize(size) != VXSystemFile::EC_OK)
-        return;
-    uint64_t end = (size + uiBlockSize - 1) >> uiBlockShift;
-    uint64_t last = (index / uiReadAheadBatch + 1) * uiReadAheadBatch + uiReadAheadBlocks;
-    for (uint64_t next = index + 1; next < last && next < end; ++next)
-    {
-        if (kCache.IsBlock(
-                kCache.FindSlot(request->uiFileID, next)->load(std::memory_order_relaxed)))
-            continue;
-        ReadRequest* ahead = TakeReadAhead(request->pFile, request->uiFileID, next, end,
-                                           QReadAheadPriority(request->uiPriority));
-        if (!ahead)
-            return;
-        ahead->uiSequence = uiSequence++;
-        kOrder.EnqueueRequest(ahead);
-    }
 }
 
 void Streamer::AppendReread(CacheBlock* block)

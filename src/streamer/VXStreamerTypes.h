@@ -24,10 +24,9 @@ inline constexpr unsigned int uiCommandCount = 4;
 inline constexpr unsigned int uiBusyWaitMS = 2;
 inline constexpr unsigned int uiWakeBatch = 16;
 inline constexpr unsigned int uiIdleWaitMS = 1;
-// A reader that moves forward through a file finds the next uiReadAheadBlocks blocks read
-// or on their way; they are asked for uiReadAheadBatch at a time as it passes marked blocks.
+// A cached read that starts where the file's last read ended and misses also brings in
+// the next uiReadAheadBlocks blocks of the file, so a reader moving forward mostly hits.
 inline constexpr uint64_t uiReadAheadBlocks = 32;
-inline constexpr uint64_t uiReadAheadBatch = 8;
 // Read-ahead yields to reads somebody waits for at the same priority (lower is sooner).
 inline constexpr unsigned int QReadAheadPriority(unsigned int priority)
 {
@@ -58,7 +57,6 @@ struct ReadRequest
     unsigned int volatile* puiSignalCount;
     uint64_t* puiBytesRead;
     void* pBuffer;
-    uint64_t uiReadAheadEnd; // file length in blocks for a read-ahead, 0 for any other read
     unsigned int uiFileID;
     unsigned int uiPriority; // lower is sooner
     unsigned int uiSequence;
@@ -98,9 +96,6 @@ struct CacheBlock
     uint64_t uiVersion;
     CacheBlock* pRereadNext;
     std::atomic<uint64_t> uiLastTouch;
-    // Nonzero on a read-ahead block that asks for the next batch: the file length in blocks.
-    // The first reader to copy from the block takes it (exchange) and asks.
-    std::atomic<uint64_t> uiReadAheadEnd;
     std::atomic<uint32_t> uiFileID; // relaxed, as uiBlockIndex
     std::atomic<uint32_t> uiLoading;
     // 0 free, 1..0x7FFFFFFF readers, EXCLUSIVE the control thread. A fresh block is
@@ -113,8 +108,8 @@ struct CacheBlock
     CacheBlock()
         : pPrev(nullptr), pNext(nullptr), uiBlockIndex(0), uiBytesValid(0), ppSlot(nullptr),
           pData(nullptr), pWaiters(nullptr), uiVersion(~0ull), pRereadNext(nullptr), uiLastTouch(0),
-          uiReadAheadEnd(0), uiFileID(uiInvalidFile), uiLoading(0), uiLockWord(EXCLUSIVE),
-          uiTouchCount(0), uiInProbation(0), uiInFlight(0)
+          uiFileID(uiInvalidFile), uiLoading(0), uiLockWord(EXCLUSIVE), uiTouchCount(0),
+          uiInProbation(0), uiInFlight(0)
     {
     }
 

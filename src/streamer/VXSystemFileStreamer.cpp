@@ -40,7 +40,8 @@ bool ReadFront(Streamer& streamer, VXSystemFile const* file, unsigned int fileID
     if (!size)
         return true;
     uint64_t version = fileID != uiInvalidFile ? streamer.kFiles.QVersion(fileID) : ~0ull;
-    uint64_t copied = 0, readAheadFrom = 0, readAheadEnd = 0;
+    uint64_t copied = 0;
+    bool forward = false; // a piece missed where the file's last read ended
     bool accepted = true;
     char* target = static_cast<char*>(buffer);
     uint64_t pieceSize = uiBlockSize - (offset & (uiBlockSize - 1));
@@ -51,6 +52,8 @@ bool ReadFront(Streamer& streamer, VXSystemFile const* file, unsigned int fileID
         CacheBlock* block = streamer.kCache.FastLookup(fileID, position, version);
         if (!block)
         {
+            forward = forward || (fileID < uiMaxFiles && streamer.aReadEnds[fileID].load(
+                                                             std::memory_order_relaxed) == offset);
             accepted =
                 streamer.SubmitRequest(file, fileID, target ? target + done : nullptr, piece,
                                        position, priority, signalCount, bytesRead, true, flag);
@@ -63,9 +66,6 @@ bool ReadFront(Streamer& streamer, VXSystemFile const* file, unsigned int fileID
         uint64_t count = piece < available ? piece : available;
         if (target && count)
             std::memcpy(target + done, block->pData + within, count);
-        uint64_t end = block->uiReadAheadEnd.load(std::memory_order_relaxed);
-        if (end && block->uiReadAheadEnd.exchange(0, std::memory_order_relaxed))
-            readAheadFrom = (position >> uiBlockShift) + uiReadAheadBlocks, readAheadEnd = end;
         block->DropReference();
         copied += count;
         if (!count || (valid < uiBlockSize && count == available))
@@ -73,14 +73,11 @@ bool ReadFront(Streamer& streamer, VXSystemFile const* file, unsigned int fileID
     }
     if (bytesRead && copied)
         AddBytes(bytesRead, copied);
-    if (readAheadEnd > readAheadFrom)
-    {
-        uint64_t last = readAheadFrom + uiReadAheadBatch;
-        streamer.QueueReadAhead(file, fileID, readAheadFrom,
-                                last < readAheadEnd ? last : readAheadEnd, readAheadEnd,
-                                QReadAheadPriority(priority));
-        streamer.WakeControl();
-    }
+    if (fileID < uiMaxFiles)
+        streamer.aReadEnds[fileID].store(offset + size, std::memory_order_relaxed);
+    if (forward && accepted)
+        streamer.SubmitReadAhead(file, fileID, (offset + size - 1) >> uiBlockShift, priority,
+                                 signalCount, expected, flag);
     return accepted;
 }
 
