@@ -31,6 +31,15 @@ bool PlatformCondWait(void* cond, void* mutex, int64_t deadline);
 // Monotonic clock in 100 ns ticks.
 int64_t PlatformTicks();
 inline constexpr int64_t VX_TICKS_PER_MS = 10000;
+// Monotonic milliseconds at the scheduler's resolution: a few nanoseconds to read where
+// PlatformTicks may take tens.
+uint64_t PlatformTickCountMs();
+
+// A fence run on every thread of the process at once, so that hot paths can do without
+// their own. PlatformProcessBarrierReady is true where the platform has one (it registers
+// the process on first call); PlatformProcessBarrier only after it said so.
+bool PlatformProcessBarrierReady();
+void PlatformProcessBarrier();
 
 // Identity of the calling thread: never 0, distinct among the process's live threads.
 uint32_t PlatformCurrentThreadId();

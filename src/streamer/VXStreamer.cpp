@@ -68,7 +68,7 @@ bool Streamer::Start()
     pCommandQueues = NewAligned<CommandQueues>();
     pCompletionRing = NewAligned<CompletionRing>();
     kOrder.Clear();
-    kCache.ResetCounters();
+    kCallers.ResetCounts();
     uiServedRequests.store(0, std::memory_order_relaxed);
     uiPhysicalReads.store(0, std::memory_order_relaxed);
     uiUncacheDone.store(uiUncacheRequested.load());
@@ -100,7 +100,7 @@ void Streamer::Stop()
 {
     bEnabled.store(false);
     VXSafeSleep sleep;
-    while (uiActiveCallers.load() != 0)
+    while (kCallers.AnyInside())
         sleep.Sleep();
     // The control thread finishes what is queued, then the reader ends after its last
     // command: no read is lost and none is counted that will never end.
@@ -119,14 +119,10 @@ void Streamer::Stop()
     hIdle.Set();
 }
 
-bool Streamer::EnterCaller()
+CallerRecord* Streamer::EnterCaller()
 {
-    // Sequentially consistent with Stop: either Stop sees this caller or it sees disabled.
-    uiActiveCallers.fetch_add(1);
-    if (bEnabled.load())
-        return true;
-    LeaveCaller();
-    return false;
+    CallerRecord& record = kCallers.Mine();
+    return kCallers.Enter(record, bEnabled) ? &record : nullptr;
 }
 
 namespace
@@ -197,11 +193,12 @@ void Streamer::SubmitReadAhead(VXSystemFile const* file, unsigned int fileID, ui
 
 void Streamer::UncacheAll(bool wait)
 {
-    if (!EnterCaller())
+    CallerRecord* caller = EnterCaller();
+    if (!caller)
         return;
     uint64_t ticket = uiUncacheRequested.fetch_add(1) + 1;
     hControlWake.Set();
-    LeaveCaller();
+    LeaveCaller(caller);
     VXSafeSleep sleep;
     while (wait && uiUncacheDone.load() < ticket && QEnabled())
         sleep.Sleep();

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "streamer/VXStreamerCache.h"
+#include "streamer/VXStreamerCallers.h"
 #include "streamer/VXStreamerFileTable.h"
 #include "streamer/VXStreamerOrder.h"
 #include "streamer/VXStreamerQueues.h"
@@ -47,9 +48,10 @@ public:
     bool QEnabled() const { return bEnabled.load(std::memory_order_acquire); }
     void WakeControl() { hControlWake.Set(); }
 
-    // Callers that may submit register here, so that Enable(false) waits them out.
-    bool EnterCaller();
-    void LeaveCaller() { uiActiveCallers.fetch_sub(1, std::memory_order_release); }
+    // Callers that may submit register here, so that Enable(false) waits them out. Null:
+    // the service is disabled.
+    CallerRecord* EnterCaller();
+    void LeaveCaller(CallerRecord* record) { kCallers.Leave(*record); }
 
     bool SubmitRequest(VXSystemFile const* file, unsigned int fileID, void* buffer, uint64_t size,
                        uint64_t offset, unsigned int priority, unsigned int volatile* signalCount,
@@ -70,6 +72,7 @@ public:
     std::atomic<uint64_t> aReadEnds[uiMaxFiles];
     FileTable kFiles;
     BlockCache kCache{kFiles};
+    CallerRecords kCallers;
     std::atomic<uint64_t> uiServedRequests{0};
     std::atomic<uint64_t> uiPhysicalReads{0};
 
@@ -116,7 +119,6 @@ private:
     std::atomic<bool> bRunning{false};
     std::atomic<bool> bPhysicalRunning{false};
     std::atomic<bool> bEnabled{false};
-    std::atomic<unsigned int> uiActiveCallers{0};
 
 public:
     std::atomic<bool> bWakeRequested{false};

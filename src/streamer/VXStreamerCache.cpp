@@ -10,7 +10,7 @@ namespace VXSystemFileStreamer
 {
 uint64_t QTickCount()
 {
-    return static_cast<uint64_t>(PlatformTicks() / VX_TICKS_PER_MS);
+    return PlatformTickCountMs();
 }
 
 namespace
@@ -89,12 +89,6 @@ void BlockCache::Shutdown()
     uiProbationCount = 0;
 }
 
-void BlockCache::ResetCounters()
-{
-    uiFastHits.store(0, kRelaxed);
-    uiFastMisses.store(0, kRelaxed);
-}
-
 BlockCache::Slot* BlockCache::FindSlot(unsigned int fileID, uint64_t blockIndex)
 {
     if (fileID == uiInvalidFile)
@@ -119,29 +113,32 @@ BlockCache::Slot* BlockCache::FindSlot(unsigned int fileID, uint64_t blockIndex)
     return tombstone ? tombstone : &kInvalidSlot;
 }
 
-CacheBlock* BlockCache::Miss()
+CacheBlock* BlockCache::Miss(CallerRecord& caller)
 {
-    uiFastMisses.fetch_add(1, kRelaxed);
+    caller.Add(caller.uiFastMisses);
     return nullptr;
 }
 
-CacheBlock* BlockCache::FastLookup(unsigned int fileID, uint64_t offset, uint64_t version)
+CacheBlock* BlockCache::FastLookup(unsigned int fileID, uint64_t offset, uint64_t version,
+                                   CallerRecord& caller)
 {
     uint64_t index = offset >> uiBlockShift;
     CacheBlock* block = FindSlot(fileID, index)->load(std::memory_order_acquire);
     if (!IsBlock(block) || !block->TryReference())
-        return Miss();
+        return Miss(caller);
     // The reference pins the block: now check that it is still the one we looked for.
     if (block->uiFileID.load(kRelaxed) != fileID || block->uiBlockIndex.load(kRelaxed) != index ||
         block->uiLoading.load(std::memory_order_acquire) != 0 ||
         block->uiBytesValid.load(kRelaxed) == 0 || block->uiVersion != version)
     {
         block->DropReference();
-        return Miss();
+        return Miss(caller);
     }
-    block->uiTouchCount.fetch_add(1, kRelaxed);
+    // A plain store, not an atomic add: the count is only a hint for eviction, and a touch
+    // lost to a racing reader or scan costs the block no more than its second chance.
+    block->uiTouchCount.store(block->uiTouchCount.load(kRelaxed) + 1, kRelaxed);
     block->uiLastTouch.store(QTickCount(), kRelaxed);
-    uiFastHits.fetch_add(1, kRelaxed);
+    caller.Add(caller.uiFastHits);
     return block;
 }
 

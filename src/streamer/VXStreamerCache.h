@@ -5,6 +5,7 @@
 // to the control thread. A block's lock word keeps fast readers and reuse apart.
 #pragma once
 
+#include "streamer/VXStreamerCallers.h"
 #include "streamer/VXStreamerFileTable.h"
 #include "streamer/VXStreamerTypes.h"
 
@@ -28,8 +29,9 @@ public:
 
     static unsigned int NextProbe(unsigned int slot) { return (5 * slot + 1) & (uiHashSlots - 1); }
     Slot* FindSlot(unsigned int fileID, uint64_t blockIndex);
-    // A ready, current block with a reader reference held, or null.
-    CacheBlock* FastLookup(unsigned int fileID, uint64_t offset, uint64_t version);
+    // A ready, current block with a reader reference held, or null; counted in `caller`.
+    CacheBlock* FastLookup(unsigned int fileID, uint64_t offset, uint64_t version,
+                           CallerRecord& caller);
     bool TryClaim(CacheBlock* block);
     CacheBlock* AllocateBlock(unsigned int fileID, uint64_t blockIndex, Slot* slot);
     void ProbationAdd(CacheBlock* block);
@@ -47,13 +49,9 @@ public:
     unsigned int QProbationCount() const { return uiProbationCount; }
     CacheBlock* QProbation() const { return pProbation; }
     CacheBlock* QClockHand() const { return pClockHand; }
-    void ResetCounters();
-
-    std::atomic<uint64_t> uiFastHits{0};
-    std::atomic<uint64_t> uiFastMisses{0};
 
 private:
-    CacheBlock* Miss();
+    static CacheBlock* Miss(CallerRecord& caller);
     CacheBlock* Reuse(CacheBlock* block, unsigned int fileID, uint64_t blockIndex, Slot* slot);
     CacheBlock* TakeFresh();
     void AppendToClock(CacheBlock* block);

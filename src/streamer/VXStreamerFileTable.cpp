@@ -126,7 +126,7 @@ void FileTable::GetIDForPath(unsigned int& id, VXFixedString const& path)
     unsigned int found;
     bool inserted;
     VersionLock.LockForWrite();
-    bool grown = VersionTable.Reserve(uiNextFileID + 1);
+    bool grown = VersionTable.Reserve(uiMaxFiles);
     VersionLock.UnlockWrite();
     if (!grown || !kPaths.InsertOrFind(path, uiNextFileID, found, inserted))
         return;
@@ -135,20 +135,18 @@ void FileTable::GetIDForPath(unsigned int& id, VXFixedString const& path)
         return;
     VersionLock.LockForWrite();
     VersionTable.Add(~0ull);
+    pVersions = &VersionTable[0];
     VersionLock.UnlockWrite();
     ++uiNextFileID;
+    uiVersionCount.store(uiNextFileID, std::memory_order_release);
 }
 
-uint64_t FileTable::QVersion(unsigned int id)
+uint64_t FileTable::QVersion(unsigned int id) const
 {
-    VersionLock.LockForRead();
+    if (id >= uiVersionCount.load(std::memory_order_acquire))
+        return ~0ull;
     // Relaxed: versions are only compared for equality, and updates are single atomic adds.
-    uint64_t version =
-        id < VersionTable.QSize()
-            ? std::atomic_ref<uint64_t>(VersionTable[id]).load(std::memory_order_relaxed)
-            : ~0ull;
-    VersionLock.UnlockRead();
-    return version;
+    return std::atomic_ref<uint64_t>(pVersions[id]).load(std::memory_order_relaxed);
 }
 
 void FileTable::UpdateVersion(unsigned int id)

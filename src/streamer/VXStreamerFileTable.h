@@ -60,8 +60,9 @@ public:
 
     // Leaves id alone at the identity limit or when the table cannot grow.
     void GetIDForPath(unsigned int& id, VXFixedString const& path);
-    // All bits set for an identity the table never gave.
-    uint64_t QVersion(unsigned int id);
+    // All bits set for an identity the table never gave. Takes no lock: the versions are
+    // reserved for every identity at once, so the table never moves.
+    uint64_t QVersion(unsigned int id) const;
     void UpdateVersion(unsigned int id);
     // Forgets the paths; versions and the identity counter stay.
     void ClearPaths();
@@ -72,5 +73,8 @@ private:
     VXReadWriteLock VersionLock;
     VXCriticalSection PathLock;
     unsigned int uiNextFileID;
+    // The versions the table has handed out; released after each one is stored.
+    std::atomic<unsigned int> uiVersionCount{0};
+    uint64_t* pVersions = nullptr;
 };
 } // namespace VXSystemFileStreamer

@@ -15,20 +15,25 @@ thread_local VXEventFlag* tThreadEventFlag = nullptr;
 
 struct CallerScope
 {
-    explicit CallerScope(Streamer& streamer) : kStreamer(streamer), bIn(streamer.EnterCaller()) {}
+    explicit CallerScope(Streamer& streamer)
+        : kStreamer(streamer), pRecord(streamer.EnterCaller()), bIn(pRecord != nullptr)
+    {
+    }
     ~CallerScope()
     {
         if (bIn)
-            kStreamer.LeaveCaller();
+            kStreamer.LeaveCaller(pRecord);
     }
     Streamer& kStreamer;
+    CallerRecord* pRecord;
     bool bIn;
 };
 
-bool ReadFront(Streamer& streamer, VXSystemFile const* file, unsigned int fileID, void* buffer,
-               uint64_t size, uint64_t offset, unsigned int priority,
-               unsigned int volatile* signalCount, unsigned int& expected, VXEventFlag* flag,
-               bool cached, uint64_t* bytesRead)
+// `copied` gets the bytes the cache gave on this thread; the caller adds them to its count.
+bool ReadFront(Streamer& streamer, CallerRecord& caller, VXSystemFile const* file,
+               unsigned int fileID, void* buffer, uint64_t size, uint64_t offset,
+               unsigned int priority, unsigned int volatile* signalCount, unsigned int& expected,
+               VXEventFlag* flag, bool cached, uint64_t* bytesRead, uint64_t& copied)
 {
     if (!cached)
     {
@@ -40,7 +45,6 @@ bool ReadFront(Streamer& streamer, VXSystemFile const* file, unsigned int fileID
     if (!size)
         return true;
     uint64_t version = fileID != uiInvalidFile ? streamer.kFiles.QVersion(fileID) : ~0ull;
-    uint64_t copied = 0;
     bool forward = false; // a piece missed where the file's last read ended
     bool accepted = true;
     char* target = static_cast<char*>(buffer);
@@ -49,7 +53,7 @@ bool ReadFront(Streamer& streamer, VXSystemFile const* file, unsigned int fileID
     {
         uint64_t position = offset + done;
         uint64_t piece = size - done < pieceSize ? size - done : pieceSize;
-        CacheBlock* block = streamer.kCache.FastLookup(fileID, position, version);
+        CacheBlock* block = streamer.kCache.FastLookup(fileID, position, version, caller);
         if (!block)
         {
             forward = forward || (fileID < uiMaxFiles && streamer.aReadEnds[fileID].load(
@@ -71,8 +75,6 @@ bool ReadFront(Streamer& streamer, VXSystemFile const* file, unsigned int fileID
         if (!count || (valid < uiBlockSize && count == available))
             break; // the end of the file
     }
-    if (bytesRead && copied)
-        AddBytes(bytesRead, copied);
     if (fileID < uiMaxFiles)
         streamer.aReadEnds[fileID].store(offset + size, std::memory_order_relaxed);
     if (forward && accepted)
@@ -236,14 +238,15 @@ VXSystemFile::ErrorCode ReadAt(VXSystemFile const* file, ID const& id, void* buf
     Streamer& streamer = Streamer::Instance();
     AsyncParams params(priority, cached, flag ? flag : tThreadEventFlag);
     bool accepted;
+    uint64_t copied = 0;
     {
         CallerScope scope(streamer);
-        accepted = scope.bIn && ReadFront(streamer, file, id, buffer, size, offset, priority,
-                                          &params.uiSignalCount, params.uiExpectedSignals,
-                                          params.pEventFlag, cached, &params.uiBytesRead);
+        accepted = scope.bIn && ReadFront(streamer, *scope.pRecord, file, id, buffer, size, offset,
+                                          priority, &params.uiSignalCount, params.uiExpectedSignals,
+                                          params.pEventFlag, cached, &params.uiBytesRead, copied);
     }
     params.Wait();
-    bytesRead = params.QBytesRead();
+    bytesRead = params.QBytesRead() + copied;
     return accepted ? VXSystemFile::EC_OK : VXSystemFile::EC_FAILED;
 }
 
@@ -262,9 +265,13 @@ VXSystemFile::ErrorCode ReadAtAsync(VXSystemFile const* file, ID const& id, void
 {
     Streamer& streamer = Streamer::Instance();
     CallerScope scope(streamer);
-    if (!scope.bIn || !signalCount ||
-        !ReadFront(streamer, file, id, buffer, size, offset, priority, signalCount, expected, flag,
-                   cached, bytesRead))
+    uint64_t copied = 0;
+    bool accepted = scope.bIn && signalCount &&
+                    ReadFront(streamer, *scope.pRecord, file, id, buffer, size, offset, priority,
+                              signalCount, expected, flag, cached, bytesRead, copied);
+    if (bytesRead && copied)
+        AddBytes(bytesRead, copied);
+    if (!accepted)
         return VXSystemFile::EC_FAILED;
     if (LoadCount(signalCount) != expected)
         streamer.WakeControl();
@@ -290,8 +297,8 @@ void QueryHitMissStats(uint64_t& servedHits, uint64_t& physicalReads, uint64_t& 
     uint64_t served = streamer.uiServedRequests.load(std::memory_order_relaxed);
     physicalReads = streamer.uiPhysicalReads.load(std::memory_order_relaxed);
     servedHits = served - physicalReads;
-    fastHits = streamer.kCache.uiFastHits.load(std::memory_order_relaxed);
-    fastMisses = streamer.kCache.uiFastMisses.load(std::memory_order_relaxed);
+    fastHits = streamer.kCallers.QFastHits();
+    fastMisses = streamer.kCallers.QFastMisses();
 }
 
 void QueryEntryTouch(VXTArray<uint64_t, VXTArrayHeapAllocator>& ages)

@@ -6,6 +6,9 @@
 #endif
 
 #include <cstring>
+#include <latch>
+#include <thread>
+#include <vector>
 
 using namespace streamertest;
 
@@ -72,6 +75,36 @@ TEST_F(StreamerFixture, PrefetchAndReadShareOnePhysicalRead)
     EXPECT_EQ(Read(data, 100, 1000, true), data.Slice(100, 1000));
     VS::WaitInactive(~0u);
     EXPECT_EQ(PhysicalReads(), 1u);
+}
+
+// Each thread counts its hits in a record of its own, taken over by later threads; more
+// threads than records share one. No hit may be lost either way.
+TEST_F(StreamerFixture, FastHitsAreCountedExactlyFromManyThreads)
+{
+    DataFile data(sDir, "hits.bin", K, 6);
+    EXPECT_EQ(Read(data, 0, 100, true), data.Slice(0, 100));
+    uint64_t served, physical, hitsBefore, missesBefore, hits, misses;
+    VS::QueryHitMissStats(served, physical, hitsBefore, missesBefore);
+    constexpr int kThreads = 150, kReads = 200;
+    for (int round = 0; round < 2; ++round)
+    {
+        std::latch together(kThreads);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < kThreads; ++t)
+            threads.emplace_back(
+                [&]
+                {
+                    together.arrive_and_wait();
+                    for (int i = 0; i < kReads; ++i)
+                        Read(data, static_cast<uint64_t>(i) * 100, 64, true);
+                });
+        for (auto& thread : threads)
+            thread.join();
+    }
+    VS::QueryHitMissStats(served, physical, hits, misses);
+    // A reference lost to a racing reader counts as a miss, so only the sum is exact.
+    EXPECT_EQ(hits - hitsBefore + misses - missesBefore, 2u * kThreads * kReads);
+    EXPECT_GT(hits - hitsBefore, static_cast<uint64_t>(kThreads) * kReads);
 }
 
 TEST_F(StreamerFixture, ForwardReadsAreReadAheadWithinTheFile)

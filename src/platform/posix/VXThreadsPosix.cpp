@@ -161,6 +161,44 @@ int64_t PlatformTicks()
     return static_cast<int64_t>(now.tv_sec) * 10000000 + now.tv_nsec / 100;
 }
 
+uint64_t PlatformTickCountMs()
+{
+    timespec now{};
+#ifdef CLOCK_MONOTONIC_COARSE
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+#else
+    clock_gettime(CLOCK_MONOTONIC, &now);
+#endif
+    return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
+}
+
+#if defined(__linux__) && defined(SYS_membarrier)
+namespace
+{
+// The commands of linux/membarrier.h, which not every libc's headers carry.
+constexpr int kPrivateExpedited = 1 << 3;
+constexpr int kRegisterPrivateExpedited = 1 << 4;
+} // namespace
+
+bool PlatformProcessBarrierReady()
+{
+    static bool const ready = syscall(SYS_membarrier, kRegisterPrivateExpedited, 0, 0) == 0;
+    return ready;
+}
+
+void PlatformProcessBarrier()
+{
+    syscall(SYS_membarrier, kPrivateExpedited, 0, 0);
+}
+#else
+bool PlatformProcessBarrierReady()
+{
+    return false;
+}
+
+void PlatformProcessBarrier() {}
+#endif
+
 uint32_t PlatformCurrentThreadId()
 {
     thread_local uint32_t tId = QueryThreadId();

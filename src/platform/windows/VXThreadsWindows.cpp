@@ -136,6 +136,20 @@ int64_t PlatformTicks()
     return count / frequency * 10000000 + count % frequency * 10000000 / frequency;
 }
 
+uint64_t PlatformTickCountMs()
+{
+    return GetTickCount64();
+}
+
+// Callers fence on their own side here: FlushProcessWriteBuffers is not one under every
+// runtime the tests use.
+bool PlatformProcessBarrierReady()
+{
+    return false;
+}
+
+void PlatformProcessBarrier() {}
+
 uint32_t PlatformCurrentThreadId()
 {
     return GetCurrentThreadId();
