@@ -134,9 +134,9 @@ public:
     // Answers from the listing of folder without asking the disk when it was found current
     // less than kTrustNanoseconds ago; kStale when it is held but must be checked first,
     // kUnlisted when it is not held.
+    // Call inside Held.
     Outcome Recent(char const* path, char const* component, char* found, size_t foundSize)
     {
-        VXScopedCriticalSection hold(kLock, "Path resolver");
         for (uint32_t at = aBuckets[Bucket(path)]; at; at = aFolders[at - 1].uiNext)
         {
             Folder& folder = aFolders[at - 1];
@@ -148,6 +148,13 @@ public:
             return Search(folder, component, found, foundSize);
         }
         return kUnlisted;
+    }
+
+    // Runs visit with the lock held: a walk up a path's folders pays for one hold.
+    template <class Visit> void Held(Visit visit)
+    {
+        VXScopedCriticalSection hold(kLock, "Path resolver");
+        visit();
     }
 
     // Forgets every listing of the folder with this identity.
@@ -374,53 +381,61 @@ bool Walk(char const* name, char* out, size_t outSize)
 // if the path names it exactly as spelled, tells whether the component below it exists. Only
 // an absent component, or a present last one, is answered; a folder to go into, "." and ".."
 // are left to the walk. Gives -1 when not answered.
+// Splits path[0, end) into its folder and last component; false when the component cannot
+// be answered from a listing.
+bool SplitLast(char const* path, size_t end, char* folder, char* component, size_t& slash)
+{
+    slash = end;
+    while (slash > 0 && path[slash - 1] != '/')
+        --slash;
+    if (slash == 0)
+        std::memcpy(folder, ".", 2);
+    else if (slash == 1)
+        std::memcpy(folder, "/", 2);
+    else
+    {
+        std::memcpy(folder, path, slash - 1);
+        folder[slash - 1] = 0;
+    }
+    size_t componentLength = end - slash;
+    if (componentLength == 0 || componentLength >= 256)
+        return false;
+    std::memcpy(component, path + slash, componentLength);
+    component[componentLength] = 0;
+    return std::strcmp(component, ".") && std::strcmp(component, "..");
+}
+
 int AnswerFromListing(char const* path, size_t length)
 {
     char folder[kMaxPath];
+    char component[256];
+    char found[256];
     size_t end = length;
-    for (;;)
+    ListingCache::Outcome outcome = ListingCache::kUnlisted;
+    Cache().Held(
+        [&]
+        {
+            size_t slash = 0;
+            while (SplitLast(path, end, folder, component, slash))
+            {
+                outcome = Cache().Recent(folder, component, found, sizeof(found));
+                if (outcome != ListingCache::kUnlisted || slash <= 1)
+                    return;
+                end = slash - 1;
+            }
+        });
+    if (outcome == ListingCache::kUnlisted)
+        return -1;
+    if (outcome == ListingCache::kStale)
     {
-        size_t slash = end;
-        while (slash > 0 && path[slash - 1] != '/')
-            --slash;
-        size_t start = slash;
-        if (slash == 0)
-            std::memcpy(folder, ".", 2);
-        else if (slash == 1)
-            std::memcpy(folder, "/", 2);
-        else
-        {
-            std::memcpy(folder, path, slash - 1);
-            folder[slash - 1] = 0;
-        }
-        char component[256];
-        size_t componentLength = end - start;
-        if (componentLength == 0 || componentLength >= sizeof(component))
+        struct stat info;
+        if (stat(folder, &info) != 0)
             return -1;
-        std::memcpy(component, path + start, componentLength);
-        component[componentLength] = 0;
-        if (!std::strcmp(component, ".") || !std::strcmp(component, ".."))
-            return -1;
-        char found[256];
-        ListingCache::Outcome outcome = Cache().Recent(folder, component, found, sizeof(found));
-        if (outcome == ListingCache::kUnlisted)
-        {
-            if (slash <= 1)
-                return -1;
-            end = slash - 1;
-            continue;
-        }
-        if (outcome == ListingCache::kStale)
-        {
-            struct stat info;
-            if (stat(folder, &info) != 0)
-                return -1;
-            outcome = Cache().Find(folder, info, component, found, sizeof(found), false);
-        }
-        if (outcome == ListingCache::kAbsent)
-            return 0;
-        return outcome == ListingCache::kFound && end == length ? 1 : -1;
+        outcome = Cache().Find(folder, info, component, found, sizeof(found), false);
     }
+    if (outcome == ListingCache::kAbsent)
+        return 0;
+    return outcome == ListingCache::kFound && end == length ? 1 : -1;
 }
 } // namespace
 
