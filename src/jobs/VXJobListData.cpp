@@ -13,8 +13,10 @@ namespace
 // Pauses a thread at an unreleased Sync spends watching the section before it parks: the
 // last jobs before a sync are often just ending on another thread.
 constexpr unsigned int kSyncSpins = 128;
-// Pauses after a claim lost to a thread claiming in step.
+// Pauses after a lost claim, doubled for each further loss in a row up to the cap, and
+// back to the first after a won one.
 constexpr unsigned int kClaimBackoff = 8;
+constexpr unsigned int kBackoffCap = 128;
 
 template <class T> std::atomic_ref<T> Atomic(T& rValue)
 {
@@ -22,11 +24,13 @@ template <class T> std::atomic_ref<T> Atomic(T& rValue)
 }
 
 // After a lost claim: the winner claims its next entries meanwhile with the frontier still
-// in its cache, instead of two threads pulling the line to and fro for every job.
-void BackOff()
+// in its cache, instead of two threads pulling the line to and fro for every job. A thread
+// that keeps losing waits longer each time, so the winner's run lasts.
+void BackOff(unsigned int& uiPauses)
 {
-    for (unsigned int i = 0; i < kClaimBackoff; ++i)
+    for (unsigned int i = 0; i < uiPauses; ++i)
         CpuRelax();
+    uiPauses = uiPauses * 2 < kBackoffCap ? uiPauses * 2 : kBackoffCap;
 }
 
 bool IsMarker(void const* pParam)
@@ -55,7 +59,6 @@ public:
         bOpen = false;
     }
     uint64_t QTotal() const { return uiTotal; }
-    bool QOpen() const { return bOpen; }
 
 private:
     uint64_t uiStart = 0;
@@ -238,6 +241,7 @@ unsigned int JobListData::Step(unsigned int uiUnit, ActiveList& rRecord, bool bS
     unsigned int uiResult = 0;
     int64_t iDone = 0; // entries of uiSection finished here, not yet subtracted
     RunClock kClock;
+    unsigned int uiBackoff = kClaimBackoff;
     bool bStop = false;
     while (!bStop && uiIndex <= uiSnapshot && uiIndex < uiEntries)
     {
@@ -259,17 +263,15 @@ unsigned int JobListData::Step(unsigned int uiUnit, ActiveList& rRecord, bool bS
                     kClock.Open();
                 rJob.pFunction(rJob.pParam);
                 uiResult |= RESULT_RAN;
+                uiBackoff = kClaimBackoff;
                 ++iDone;
                 ++uiSnapshot;
                 bStop = bStop || bStopAfterJob;
             }
             else
             {
-                // Lost the entry right behind its own job: the two are claiming in step.
-                bool bInStep = kClock.QOpen() && uiSnapshot == uiIndex + 1;
                 kClock.Close();
-                if (bInStep)
-                    BackOff();
+                BackOff(uiBackoff);
             }
         }
         // A lost claim refreshed uiSnapshot past this entry; a won one moved both on.
