@@ -265,7 +265,7 @@ unsigned int JobListData::Step(unsigned int uiUnit, ActiveList& rRecord, bool bS
                 uiResult |= RESULT_RAN;
                 uiBackoff = kClaimBackoff;
                 ++iDone;
-                ++uiSnapshot;
+                uiSnapshot = uiNextJob.load(std::memory_order_relaxed);
                 bStop = bStop || bStopAfterJob;
             }
             else
@@ -274,7 +274,8 @@ unsigned int JobListData::Step(unsigned int uiUnit, ActiveList& rRecord, bool bS
                 BackOff(uiBackoff);
             }
         }
-        // A lost claim refreshed uiSnapshot past this entry; a won one moved both on.
+        // A lost claim refreshed uiSnapshot past this entry. After a won one it is read
+        // afresh: entries taken meanwhile are passed over without a doomed claim.
         ++uiIndex;
     }
     kClock.Close();
