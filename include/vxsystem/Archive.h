@@ -179,12 +179,22 @@ private:
     bool FileNameMatches(uint64_t dirIndex, uint64_t fileIndex, char const* name);
 
     // Member bytes at an absolute position (ArchiveReadAhead.cpp). A read that continues
-    // the previous one is served from a block read ahead, under the lock; any other read
-    // goes straight into out with one positioned read and no lock, so readers on several
-    // threads do not queue. Gives the bytes delivered.
+    // the previous one is served from a block read ahead; any other read goes straight
+    // into out with one positioned read and no lock, so readers on several threads do not
+    // queue. Gives the bytes delivered.
+    struct ReadAheadBlock;
+    struct ReadPlan;
     uint64_t ReadMember(uint64_t position, char* out, uint64_t size);
-    uint64_t CopyFromReadAhead(uint64_t position, char* out, uint64_t size);
-    bool FillReadAhead(uint64_t position);
+    // Under the lock: which block serves the read, and what the read fetches itself.
+    void PlanRead(uint64_t position, uint64_t size, ReadPlan& plan);
+    uint64_t ReadFromDisk(uint64_t position, char* out, uint64_t size);
+    // Reads the block at position. As the next block it is kept for the run (null back);
+    // else it becomes current and comes back with a count held for the caller. Null when
+    // it cannot be read, or at the file's end.
+    ReadAheadBlock* FillReadAhead(uint64_t position, bool next);
+    // Under the lock: block (or none) becomes current, the old one loses the archive's count.
+    void SetReadAhead(ReadAheadBlock* block);
+    static void DropReadAhead(ReadAheadBlock* block);
     void ReleaseReadAhead();
 
     // The shared stream, for the member readers; the caller holds the lock.
@@ -206,9 +216,9 @@ private:
     uint64_t** pFileStringOffsets;              // per directory, per file, into the table
     char acDirectoryScratch[uiNameScratchS];    // directory name fetched last from disk
     char acFileScratch[uiNameScratchS];         // file name fetched last from disk
-    char* pReadAhead;                           // read-ahead block; held during a run only
-    uint64_t uiReadAheadStart;                  // file position of its first byte
-    uint64_t uiReadAheadEnd;                    // file position behind its last valid byte
+    ReadAheadBlock* pReadAhead;                 // current block, under the lock; runs only
+    ReadAheadBlock* pReadAheadNext;             // the one behind it, fetched ahead
+    bool bFillingReadAhead;                     // a thread reads the next block, under the lock
     // Where the previous member read ended, and whether a block is held: both also read
     // without the lock, as hints that let a scattered read skip it.
     std::atomic<uint64_t> uiNextReadPos;

@@ -13,8 +13,8 @@ Archive::Archive(char const* name, uint64_t bufferSize, bool secondary, bool inv
       uiFileNamesOffset(0), uiLastDirectoryIndex(NO_INDEX), uiLastFileIndex(NO_INDEX),
       ucArchiveFlags(0), pIndex(nullptr), pDirectoryStrings(nullptr),
       pDirectoryStringOffsets(nullptr), uiDirectoryNamesCapacity(0), pFileStrings(nullptr),
-      pFileStringOffsets(nullptr), pReadAhead(nullptr), uiReadAheadStart(0), uiReadAheadEnd(0),
-      uiNextReadPos(0), bReadAheadHeld(false)
+      pFileStringOffsets(nullptr), pReadAhead(nullptr), pReadAheadNext(nullptr),
+      bFillingReadAhead(false), uiNextReadPos(0), bReadAheadHeld(false)
 {
     acDirectoryScratch[0] = 0;
     acFileScratch[0] = 0;

@@ -4,6 +4,11 @@
 
 static_assert(sizeof(std::atomic<uint32_t>) == 4, "lock fields are 32-bit words");
 
+namespace
+{
+constexpr unsigned int kSpinTries = 100;
+}
+
 VXCriticalSection::VXCriticalSection()
     : uiOwnerThread(0), uiLockCount(0), bPlatformReady(PlatformMutexInit(acPlatform, true))
 {
@@ -22,6 +27,16 @@ void VXCriticalSection::Enter(char const*)
         while (!SpinTryLock())
             PlatformYield();
         return;
+    }
+    // Most holds are short: a few tries before sleeping spare the system two switches.
+    for (unsigned int i = 0; i < kSpinTries; ++i)
+    {
+        if (PlatformMutexTryLock(acPlatform))
+        {
+            NoteAcquired();
+            return;
+        }
+        VXCpuRelax();
     }
     PlatformMutexLock(acPlatform);
     NoteAcquired();

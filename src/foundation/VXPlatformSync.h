@@ -41,6 +41,16 @@ uint64_t PlatformTickCountMs();
 bool PlatformProcessBarrierReady();
 void PlatformProcessBarrier();
 
+// A pause for busy-wait loops: it lets a sibling hardware thread run and saves power.
+inline void VXCpuRelax()
+{
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(_M_X64) || defined(_M_IX86)
+    _mm_pause();
+#endif
+}
+
 // Identity of the calling thread: never 0, distinct among the process's live threads.
 uint32_t PlatformCurrentThreadId();
 void PlatformYield();

@@ -174,7 +174,7 @@ void JobList::Wait()
             bWaited = true;
             PlatformYield();
             for (unsigned int i = 0; i < kWatchSpins && rData.QLastSectionOpen(); ++i)
-                CpuRelax();
+                VXCpuRelax();
         }
         rData.uiGeneration.fetch_add(1, std::memory_order_acq_rel);
         // Acquire: each returned token publishes its thread's statistics.
@@ -186,7 +186,7 @@ void JobList::Wait()
                  i < kTokenSpins && rData.iThreadTokens.load(std::memory_order_acquire) > 0; ++i)
             {
                 bWaited = true;
-                CpuRelax();
+                VXCpuRelax();
             }
             if (rData.iThreadTokens.load(std::memory_order_acquire) > 0)
                 bWaited = true;

@@ -29,7 +29,7 @@ template <class T> std::atomic_ref<T> Atomic(T& rValue)
 void BackOff(unsigned int& uiPauses)
 {
     for (unsigned int i = 0; i < uiPauses; ++i)
-        CpuRelax();
+        VXCpuRelax();
     uiPauses = uiPauses * 2 < kBackoffCap ? uiPauses * 2 : kBackoffCap;
 }
 
@@ -191,7 +191,7 @@ bool JobListData::PassSync(uint32_t uiSection, unsigned int& uiResult)
     // Relaxed: this only delays the decision, which reads the count again with acquire.
     for (unsigned int i = 0;
          i < kSyncSpins && !(uiWord & SYNC_RELEASED) && kCount.load(std::memory_order_relaxed); ++i)
-        CpuRelax();
+        VXCpuRelax();
     for (;;)
     {
         if (uiWord & SYNC_RELEASED)

@@ -6,6 +6,8 @@
 
 #include "jobs/VXJobListData.h"
 
+#include "foundation/VXPlatformSync.h"
+
 #include <atomic>
 
 namespace VXJobs
@@ -40,14 +42,4 @@ struct alignas(64) JobQueue
     alignas(64) std::atomic<uint64_t> uiPublished;
     alignas(64) std::atomic<uint64_t> uiReserved;
 };
-
-// A pause for busy-wait loops.
-inline void CpuRelax()
-{
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#elif defined(_M_X64) || defined(_M_IX86)
-    _mm_pause();
-#endif
-}
 } // namespace VXJobs

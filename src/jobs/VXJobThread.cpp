@@ -98,7 +98,7 @@ bool JobThread::Idle()
             return true;
         if (i % kPausesPerYield != 0)
         {
-            CpuRelax();
+            VXCpuRelax();
             continue;
         }
         PlatformYield();

@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
+#include <thread>
 
 using namespace vxtest;
 
@@ -186,4 +188,41 @@ TEST(ArchiveRead, RunsInDiskOrderAcrossReadAheadBlocks)
                 archive.GetFileString(0, index); // a name fetch from the shared stream
         }
     }
+}
+
+// Threads taking turns along the disk order share the blocks: each copies out of the block
+// it holds while another fetches the next, and every block is given back in the end.
+TEST(ArchiveRead, ThreadsTakingTurnsInDiskOrderShareTheBlocks)
+{
+    ArchiveSettingsScope settings;
+    TempDir dir;
+    std::vector<TestMember> members;
+    for (int i = 0; i < 600; ++i)
+        members.push_back({"run\\m" + std::to_string(1000 + i) + ".bin",
+                           RandomBytes(500 + static_cast<size_t>(i) * 41 % 9000, i), kStored});
+    VXArchiveLayout layout;
+    std::string path = SaveArchive(dir, BuildArchive(members, {}, &layout));
+    {
+        Archive archive(path.c_str(), 262144, false, false);
+        constexpr size_t kThreads = 4;
+        std::atomic<int> failures{0};
+        std::vector<std::thread> threads;
+        for (size_t t = 0; t < kThreads; ++t)
+            threads.emplace_back(
+                [&, t]
+                {
+                    for (size_t k = t; k < layout.kMembers.size(); k += kThreads)
+                    {
+                        auto const& placed = layout.kMembers[k];
+                        auto reader = OpenMember(archive, placed.sPath.c_str());
+                        size_t index = std::stoul(placed.sPath.substr(5, 4)) - 1000;
+                        if (!reader || ReadAll(*reader, 4096) != members[index].sBytes)
+                            failures.fetch_add(1, std::memory_order_relaxed);
+                    }
+                });
+        for (std::thread& thread : threads)
+            thread.join();
+        EXPECT_EQ(failures.load(), 0);
+    }
+    EXPECT_EQ(Archive::QReadAheadBytes(), 0u);
 }
