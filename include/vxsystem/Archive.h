@@ -202,25 +202,29 @@ private:
     uint64_t ReadStringAt(uint64_t position, VXStringT<char>& out, uint64_t maxBytes);
     uint64_t ReadStringAt(uint64_t position, VXStringT<VXWChar>& out, uint64_t maxBytes);
 
-    int64_t iArchiveFileTime;                   // seconds since 1970, at open
-    uint64_t uiFileNamesOffset;                 // of the file name table in the file
+    int64_t iArchiveFileTime;                // seconds since 1970, at open
+    uint64_t uiFileNamesOffset;              // of the file name table in the file
+    VXCriticalSection kCriticalSection;      // the stream, its buffer, the disk fetches
+    uint8_t ucArchiveFlags;                  // ARCHIVE_FLAGS
+    VXArchiveIndex* pIndex;                  // pair of keys to record; null when absent
+    char* pDirectoryStrings;                 // all directory names, when resident
+    uint64_t* pDirectoryStringOffsets;       // per directory, into pDirectoryStrings
+    uint64_t uiDirectoryNamesCapacity;       // bytes of pDirectoryStrings while loading
+    char* pFileStrings;                      // the file name table, when resident
+    uint64_t** pFileStringOffsets;           // per directory, per file, into the table
+    char acDirectoryScratch[uiNameScratchS]; // directory name fetched last from disk
+    char acFileScratch[uiNameScratchS];      // file name fetched last from disk
+    ReadAheadBlock* pReadAhead;              // current block, under the lock; runs only
+    ReadAheadBlock* pReadAheadNext;          // the one behind it, fetched ahead
+    bool bFillingReadAhead;                  // a thread reads the next block, under the lock
+    // Written by lookups and member reads on any thread: padded off the lines that they
+    // only read, so that threads sharing an archive do not pull those from each other.
+    char acHintsFront[64];
     std::atomic<uint64_t> uiLastDirectoryIndex; // hint: the directory found last
     std::atomic<uint64_t> uiLastFileIndex;      // hint: the file found last in it
-    VXCriticalSection kCriticalSection;         // the stream, its buffer, the disk fetches
-    uint8_t ucArchiveFlags;                     // ARCHIVE_FLAGS
-    VXArchiveIndex* pIndex;                     // pair of keys to record; null when absent
-    char* pDirectoryStrings;                    // all directory names, when resident
-    uint64_t* pDirectoryStringOffsets;          // per directory, into pDirectoryStrings
-    uint64_t uiDirectoryNamesCapacity;          // bytes of pDirectoryStrings while loading
-    char* pFileStrings;                         // the file name table, when resident
-    uint64_t** pFileStringOffsets;              // per directory, per file, into the table
-    char acDirectoryScratch[uiNameScratchS];    // directory name fetched last from disk
-    char acFileScratch[uiNameScratchS];         // file name fetched last from disk
-    ReadAheadBlock* pReadAhead;                 // current block, under the lock; runs only
-    ReadAheadBlock* pReadAheadNext;             // the one behind it, fetched ahead
-    bool bFillingReadAhead;                     // a thread reads the next block, under the lock
     // Where the previous member read ended, and whether a block is held: both also read
     // without the lock, as hints that let a scattered read skip it.
     std::atomic<uint64_t> uiNextReadPos;
     std::atomic<bool> bReadAheadHeld;
+    char acHintsBack[64];
 };

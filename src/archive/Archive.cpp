@@ -10,11 +10,11 @@
 
 Archive::Archive(char const* name, uint64_t bufferSize, bool secondary, bool invalidateOthers)
     : VXArchive(), VXFile(name, KoFile::MODE_READ, bufferSize, false), iArchiveFileTime(0),
-      uiFileNamesOffset(0), uiLastDirectoryIndex(NO_INDEX), uiLastFileIndex(NO_INDEX),
-      ucArchiveFlags(0), pIndex(nullptr), pDirectoryStrings(nullptr),
+      uiFileNamesOffset(0), ucArchiveFlags(0), pIndex(nullptr), pDirectoryStrings(nullptr),
       pDirectoryStringOffsets(nullptr), uiDirectoryNamesCapacity(0), pFileStrings(nullptr),
       pFileStringOffsets(nullptr), pReadAhead(nullptr), pReadAheadNext(nullptr),
-      bFillingReadAhead(false), uiNextReadPos(0), bReadAheadHeld(false)
+      bFillingReadAhead(false), acHintsFront{}, uiLastDirectoryIndex(NO_INDEX),
+      uiLastFileIndex(NO_INDEX), uiNextReadPos(0), bReadAheadHeld(false), acHintsBack{}
 {
     acDirectoryScratch[0] = 0;
     acFileScratch[0] = 0;
