@@ -4,6 +4,7 @@
 // was read with; the library's own creates, renames and deletes drop it at once, since
 // two changes within one timestamp tick leave the times alone. The loose-file test
 // answers misses from a listing checked in the last few milliseconds without a stat.
+#include "foundation/VXPlatformSync.h"
 #include "platform/VXPlatformRuntime.h"
 
 #include "vxsystem/MemoryManager.h"
@@ -58,25 +59,13 @@ struct Folder
     uint64_t uiUsed;    // tick of the last use, for the LRU choice
     uint32_t uiNext;    // next slot + 1 in the same bucket; 0 ends the chain
     bool bRacy;         // listed within kRacySeconds of its last change: may miss a change
-    uint64_t uiChecked; // Now() when last found current
+    uint64_t uiChecked; // PlatformTickCountMs() when last found current
 };
 
 // How long a listing found current answers for its folder without a stat: a change made
-// by another process shows after at most this long, the library's own changes at once.
-constexpr uint64_t kTrustNanoseconds = 2000000;
-
-// The coarse clock: a probe reads it on every answer, and the full one costs more than the
-// rest of the answer; a tick or two of extra trust does not matter against the window.
-uint64_t Now()
-{
-    timespec now{};
-#ifdef CLOCK_MONOTONIC_COARSE
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-#else
-    clock_gettime(CLOCK_MONOTONIC, &now);
-#endif
-    return uint64_t(now.tv_sec) * 1000000000u + uint64_t(now.tv_nsec);
-}
+// by another process shows after at most this long, the library's own changes at once. On
+// the coarse clock, since a probe reads it on every answer; a tick more of trust is no harm.
+constexpr uint64_t kTrustMilliseconds = 2;
 
 // A folder changed again within one timestamp tick keeps its times, so a listing read that
 // soon after a change is not trusted alone to say a name is absent; it is read again later.
@@ -127,12 +116,12 @@ public:
         Folder* listing = Listing(folder, info);
         if (!listing || (listing->bRacy && !trustRacy))
             return kUnlisted;
-        listing->uiChecked = Now();
+        listing->uiChecked = PlatformTickCountMs();
         return Search(*listing, component, found, foundSize);
     }
 
     // Answers from the listing of folder without asking the disk when it was found current
-    // less than kTrustNanoseconds ago; kStale when it is held but must be checked first,
+    // less than kTrustMilliseconds ago; kStale when it is held but must be checked first,
     // kUnlisted when it is not held.
     // Call inside Held.
     Outcome Recent(char const* path, char const* component, char* found, size_t foundSize)
@@ -142,7 +131,7 @@ public:
             Folder& folder = aFolders[at - 1];
             if (std::strcmp(folder.pPath, path) != 0)
                 continue;
-            if (folder.bRacy || Now() - folder.uiChecked > kTrustNanoseconds)
+            if (folder.bRacy || PlatformTickCountMs() - folder.uiChecked > kTrustMilliseconds)
                 return kStale;
             folder.uiUsed = ++uiTick;
             return Search(folder, component, found, foundSize);
@@ -272,7 +261,7 @@ private:
         folder.kStamp = {info.st_dev, info.st_ino, info.st_mtim, info.st_ctim};
         folder.uiUsed = ++uiTick;
         folder.bRacy = IsRacy(info);
-        folder.uiChecked = Now();
+        folder.uiChecked = PlatformTickCountMs();
         return &folder;
     }
 
