@@ -4,6 +4,7 @@
 // was read with; the library's own creates, renames and deletes drop it at once, since
 // two changes within one timestamp tick leave the times alone. The loose-file test
 // answers misses from a listing checked in the last few milliseconds without a stat.
+#include "foundation/VXCRuntime.h"
 #include "foundation/VXPlatformSync.h"
 #include "platform/VXPlatformRuntime.h"
 
@@ -11,7 +12,6 @@
 #include "vxsystem/VXCriticalSection.h"
 
 #include <dirent.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <time.h>
 
@@ -172,8 +172,8 @@ private:
         uint32_t* end = listing.pOrder + listing.uiCount;
         uint32_t* at = std::lower_bound(listing.pOrder, end, component,
                                         [&](uint32_t offset, char const* key)
-                                        { return strcasecmp(listing.pNames + offset, key) < 0; });
-        if (at == end || strcasecmp(listing.pNames + *at, component) != 0)
+                                        { return VXStricmp(listing.pNames + offset, key) < 0; });
+        if (at == end || VXStricmp(listing.pNames + *at, component) != 0)
             return kAbsent;
         size_t length = std::strlen(listing.pNames + *at);
         if (length >= foundSize)
@@ -254,7 +254,7 @@ private:
         std::sort(folder.pOrder, folder.pOrder + count,
                   [names](uint32_t a, uint32_t b)
                   {
-                      int folded = strcasecmp(names + a, names + b);
+                      int folded = VXStricmp(names + a, names + b);
                       return folded ? folded < 0 : std::strcmp(names + a, names + b) < 0;
                   });
         folder.uiCount = count;
