@@ -44,6 +44,14 @@ constexpr int kMembers = 20000;
 constexpr int kDirectories = 100;
 constexpr size_t kMaxSize = 65536;
 constexpr int kPasses = 3;
+// Paired rows: this many rounds of both sides, and the median of the per-round figures.
+constexpr int kPairedRounds = 7;
+
+double Median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
 constexpr unsigned int kHostBuffer = 65536; // what the manager gives mesh and texture readers
 
 struct Member
@@ -407,20 +415,29 @@ int HostRows(std::filesystem::path const& root, std::vector<Member> const& membe
     // First reads only: every pass opens the archive afresh, so each member's twin test
     // runs once. Passes alternate so that drift hits both sides alike.
     CloseHost();
-    double off = 1e30, on = 1e30;
-    for (int pass = 0; pass < kPasses; ++pass)
-        for (bool invalidate : {false, true})
+    std::vector<double> offs, ons, deltas;
+    for (int round = 0; round < kPairedRounds; ++round)
+    {
+        double first[2] = {0, 0};
+        // Either side goes first in every other round, so that what the first pass leaves
+        // in the caches favours neither.
+        for (int side = 0; side < 2; ++side)
         {
+            bool invalidate = (side + round) % 2 == 1;
             OpenHost(invalidate);
-            double first = Time(
+            first[invalidate] = Time(
                 shuffled, [&](int i) { return ReadHost(members[i], out); }, totalBytes, 1);
             CloseHost();
-            (invalidate ? on : off) = std::min(invalidate ? on : off, first);
         }
-    std::printf("first read of each member, host road, shuffled:\n");
-    Row("invalidation off", off, "", 1.0);
+        offs.push_back(first[0]);
+        ons.push_back(first[1]);
+        deltas.push_back(first[1] - first[0]);
+    }
+    std::printf("first read of each member, host road, shuffled (medians of %d rounds):\n",
+                kPairedRounds);
+    Row("invalidation off", Median(offs), "", 1.0);
     std::printf("  %-34s %8.2f us/member   on - off (<= +0.3 us)          %+5.2f us\n",
-                "invalidation on", on, on - off);
+                "invalidation on", Median(ons), Median(deltas));
     OpenHost(true);
     std::vector<std::string> misses;
     for (size_t i = 0; i < members.size(); ++i)
@@ -530,22 +547,26 @@ int main()
             };
             auto memberRead = [&](int i, char* into)
             { return ReadMember(stored, members[static_cast<size_t>(i)], into); };
-            double one = 1e9, two = 1e9, bareOne = 1e9, bareTwo = 1e9;
-            for (int pass = 0; pass < kPasses; ++pass)
+            // Each round times one thread and two back to back; the medians of the rounds'
+            // speed-ups count, as the machine's speed drifts between rounds.
+            std::vector<double> twos, speedUps, bareTwos, bareSpeedUps;
+            for (int round = 0; round < kPairedRounds; ++round)
             {
-                one = std::min(
-                    one, Time(
-                             *order, [&](int i) { return memberRead(i, out); }, totalBytes, 1));
-                two = std::min(two, TimeTwoThreads(*order, memberRead));
-                bareOne = std::min(
-                    bareOne, Time(
-                                 *order, [&](int i) { return bareRead(i, out); }, storedBytes, 1));
-                bareTwo = std::min(bareTwo, TimeTwoThreads(*order, bareRead));
+                double one = Time(
+                    *order, [&](int i) { return memberRead(i, out); }, totalBytes, 1);
+                double two = TimeTwoThreads(*order, memberRead);
+                double bareOne = Time(
+                    *order, [&](int i) { return bareRead(i, out); }, storedBytes, 1);
+                double bareTwo = TimeTwoThreads(*order, bareRead);
+                twos.push_back(two);
+                speedUps.push_back(one / two);
+                bareTwos.push_back(bareTwo);
+                bareSpeedUps.push_back(bareOne / bareTwo);
             }
             std::printf("  2 threads, stored    %8.2f us/member   speed-up (>= 1.6x)  %5.2fx\n",
-                        two, one / two);
+                        Median(twos), Median(speedUps));
             std::printf("  2 threads, bare pread%8.2f us/member   speed-up            %5.2fx\n",
-                        bareTwo, bareOne / bareTwo);
+                        Median(bareTwos), Median(bareSpeedUps));
         }
         close(packedFd);
         close(storedFd);
