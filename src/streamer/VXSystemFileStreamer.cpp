@@ -15,18 +15,16 @@ thread_local VXEventFlag* tThreadEventFlag = nullptr;
 
 struct CallerScope
 {
-    explicit CallerScope(Streamer& streamer)
-        : kStreamer(streamer), pRecord(streamer.EnterCaller()), bIn(pRecord != nullptr)
+    explicit CallerScope(Streamer& streamer) : kStreamer(streamer), pRecord(streamer.EnterCaller())
     {
     }
     ~CallerScope()
     {
-        if (bIn)
+        if (pRecord)
             kStreamer.LeaveCaller(pRecord);
     }
     Streamer& kStreamer;
-    CallerRecord* pRecord;
-    bool bIn;
+    CallerRecord* pRecord; // null: the service is disabled
 };
 
 // `copied` gets the bytes the cache gave on this thread; the caller adds them to its count.
@@ -218,7 +216,7 @@ bool RequestAt(VXSystemFile const* file, ID const& id, uint64_t size, uint64_t o
 {
     Streamer& streamer = Streamer::Instance();
     CallerScope scope(streamer);
-    if (!scope.bIn)
+    if (!scope.pRecord)
         return false;
     uint64_t first = offset & ~(uiBlockSize - 1);
     uint64_t end = (offset + size + uiBlockSize - 1) & ~(uiBlockSize - 1);
@@ -241,9 +239,10 @@ VXSystemFile::ErrorCode ReadAt(VXSystemFile const* file, ID const& id, void* buf
     uint64_t copied = 0;
     {
         CallerScope scope(streamer);
-        accepted = scope.bIn && ReadFront(streamer, *scope.pRecord, file, id, buffer, size, offset,
-                                          priority, &params.uiSignalCount, params.uiExpectedSignals,
-                                          params.pEventFlag, cached, &params.uiBytesRead, copied);
+        accepted =
+            scope.pRecord && ReadFront(streamer, *scope.pRecord, file, id, buffer, size, offset,
+                                       priority, &params.uiSignalCount, params.uiExpectedSignals,
+                                       params.pEventFlag, cached, &params.uiBytesRead, copied);
     }
     params.Wait();
     bytesRead = params.QBytesRead() + copied;
@@ -266,7 +265,7 @@ VXSystemFile::ErrorCode ReadAtAsync(VXSystemFile const* file, ID const& id, void
     Streamer& streamer = Streamer::Instance();
     CallerScope scope(streamer);
     uint64_t copied = 0;
-    bool accepted = scope.bIn && signalCount &&
+    bool accepted = scope.pRecord && signalCount &&
                     ReadFront(streamer, *scope.pRecord, file, id, buffer, size, offset, priority,
                               signalCount, expected, flag, cached, bytesRead, copied);
     if (bytesRead && copied)
